@@ -1,0 +1,107 @@
+/// @file DominoInstance.h
+/// `KoLNInstance`: one Domino server partition on this machine.
+#ifndef KOLN_DOMINO_INSTANCE_H
+#define KOLN_DOMINO_INSTANCE_H
+
+#include <string>
+
+#include "NotesApi.h"
+#include "NotesError.h"
+
+/// One Domino partition: its settings and the life of the Notes runtime in this process.
+///
+/// Order of use: construct, `Initialize`, `InitializeNotesEnv`, then open databases; every worker
+/// thread brackets its Notes work with `InitializeNotesThread` and `TerminateNotesThread`; the
+/// destructor last. One process serves one partition: the user switch and the environment that
+/// `Initialize` makes are permanent.
+///
+/// Start and end belong to one thread, before and after all workers. Databases refer to their
+/// instance, which must outlive them.
+class KOLN_API KoLNInstance {
+ public:
+  /// All texts empty. Useful only with the setters.
+  KoLNInstance();
+
+  /// @param registryKey  Configuration key under which the instance's values are stored.
+  /// @param instanceName A prefix, the character 0x12, the partition's data directory. One trailing
+  ///                     "/" is taken off.
+  /// @param serverName   Name of the Domino server, as in "CN=Mail/O=Org".
+  /// @param proxy        Stored for the host; nothing here reads it.
+  KoLNInstance(std::string registryKey, std::string instanceName, std::string serverName,
+               bool proxy);
+
+  /// Ends the Notes runtime if this object started it.
+  ~KoLNInstance();
+
+  // A copy would end the runtime a second time.
+  KoLNInstance(const KoLNInstance&) = delete;
+  KoLNInstance& operator=(const KoLNInstance&) = delete;
+
+  /// Binds the Notes API and then does what `GetDetails` does.
+  /// @return False with a log line at level 0 that says which step failed. The cause of a failed
+  ///         binding ("dynamic loading failed") stands in the host's debug log.
+  /// Nothing guards against a second call: it loads again, extends the path variables again, and in
+  /// a process that has given up root it fails where the user's groups are set.
+  bool Initialize();
+
+  /// Reads the partition's settings from the configuration store, switches the process to the
+  /// partition's Unix user and sets the environment the runtime needs.
+  ///
+  /// A partition that is not registered counts as partition 0 (a restore onto another machine).
+  /// @return False with a log line at level 0 when something is missing or does not fit 1,024
+  /// bytes.
+  ///         Before the user switch nothing has been changed; after it nothing is taken back.
+  bool GetDetails();
+
+  /// Starts the Notes runtime with the partition's program directory and notes.ini, after
+  /// `GetDetails` if that has not been done. Waits as long as the file /tmp/lndb_debug exists.
+  ///
+  /// **Attention:** when the partition's details cannot be had, the runtime is NOT started and yet
+  /// the record is clean; only the log line "Cannot get notes directory" tells. Call `Initialize`
+  /// first and go on only if it returned true.
+  /// @return A failed start gives code 0xFFFF and "NotesInitExtended failed"; the Notes status
+  ///         stands in the log line. A program directory or notes.ini path of 1,024 bytes or more
+  ///         (from the setters) gives a custom message and starts nothing.
+  KoLNError InitializeNotesEnv();
+
+  /// Does nothing and returns a clean record.
+  KoLNError InitializeNotesEnvForProxy();
+
+  /// Ends the Notes runtime. No Notes call may follow. Does nothing to the runtime when the API was
+  /// never bound.
+  void TerminateNotes();
+
+  /// Prepares the calling thread for Notes calls; needed in every thread but the one that called
+  /// `InitializeNotesEnv`.
+  /// @return The Notes status; non-zero as well when the API is not bound.
+  STATUS InitializeNotesThread();
+
+  /// Undoes `InitializeNotesThread` for the calling thread.
+  void TerminateNotesThread();
+
+  std::string GetServerName();
+
+  /// The data directory: from the configuration, and after the runtime's start as that reports it.
+  std::string GetDataDirectory();
+
+  void SetDataDirectory(std::string directory);
+
+  /// Sets the Domino program (home) directory.
+  void SetExePath(std::string path);
+
+  void SetNotesIniPath(std::string path);
+
+ private:
+  std::string instanceName_;
+  std::string serverName_;
+  std::string dataDirectory_;
+  std::string exePath_;
+  std::string notesIniPath_;
+  std::string registryKey_;
+  bool detailsKnown_;
+  bool notesInitialized_;
+  bool proxy_;
+  unsigned int reserved_;
+};
+
+#endif

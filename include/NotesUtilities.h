@@ -1,0 +1,269 @@
+/// @file NotesUtilities.h
+/// `KoLNUtilities`: the small wrappers over Notes calls, and the discovery of databases.
+#ifndef KOLN_NOTES_UTILITIES_H
+#define KOLN_NOTES_UTILITIES_H
+
+#include <set>
+#include <string>
+
+#include "NotesApi.h"
+#include "NotesDocument.h"
+#include "NotesError.h"
+
+class KoLNInstance;
+
+/// Belongs to the host: the context that `DiscoverDatabases` passes through to the host's callback.
+struct DocSummary_type;
+
+/// What `KoLNUtilities::FindAView` looks for and what it found; owned by the caller.
+struct RestoreViewSearch {
+  DWORD state;           ///< 0xFFFFFFFF once a view has been found, anything else before.
+  DBHANDLE database;     ///< Database whose notes are searched; stays the caller's.
+  char foundTitle[255];  ///< Receives the view's title: UTF-8, terminated, cut at 254 bytes.
+  char wantedText[255];  ///< Text to find inside the title: upper case, at most 254 bytes,
+                         ///< terminated.
+};
+
+/// Upper-cases a text in place, byte by byte. @return The same pointer; null stays null.
+KOLN_API char* strupr(char* text);
+
+/// The toolbox: make one on the stack where it is needed.
+///
+/// Two kinds of result. A member that returns `KoLNError` returns a fresh record: clean on success,
+/// with the Notes status and its text on failure (`SetError`), unless said otherwise. The others
+/// return what Notes returns. When a Notes call throws, nothing gets out: a record is set with code
+/// 0xFFFF and a message that names the Notes function; a BOOL is FALSE (but see
+/// `GetTimeLocalToGM`), a STATUS non-zero (0xFFFF), a length, count or number 0, and out-arguments
+/// keep their values. The same holds while the Notes API is not bound.
+///
+/// No shared state: as safe for threads as the Notes calls behind it. The calling thread must have
+/// been set up for Notes.
+class KOLN_API KoLNUtilities {
+ public:
+  KoLNUtilities();
+  ~KoLNUtilities();
+
+  /// The text that Notes has for a status (flag bits are ignored), at most 1,023 bytes as Notes
+  /// delivers it. Empty when there is none, which is logged at level 0.
+  static std::string GetNotesErrorMsg(unsigned short status);
+
+  /// @name Text
+  /// @{
+
+  /// Translates between character sets (`OSTranslate`).
+  /// @param mode      One of the `OS_TRANSLATE_` numbers.
+  /// @param inLength  Bytes of `in`; 0xFFFF means that it is terminated.
+  /// @param out       Not terminated by the call: zero it and keep one byte more than `outLength`.
+  /// @param outLength Bytes that `out` may receive.
+  /// @return Bytes written; 0 is failure, and also what an empty input gives.
+  WORD NotesTranslate(WORD mode, const char* in, WORD inLength, char* out, WORD outLength);
+
+  /// Translates UTF-8 to the native character set by way of LMBCS.
+  /// @param out     A zeroed buffer of `outSize` + 1 bytes; nothing is written behind `outSize`.
+  /// @param outSize 0 or less gives false without a call; above 65,534 counts as 65,534.
+  /// @return False when a translation yields nothing (as for an empty text), when the input is
+  ///         longer than 65,534 bytes and when memory is short.
+  bool ConvertUtf8ToNative(const char* utf8, char* out, int outSize);
+
+  /// Makes a title usable as a file name, in place: every byte below 32, 255 and each of
+  /// \ / : * ? " < > | % becomes a blank. Null is ignored.
+  void NormalizeText(char* text);
+
+  /// Lower-cases a text in place, byte by byte. @return The same pointer; null stays null.
+  char* StrLwr(char* text);
+
+  /// On-disk size in bytes of a structure type.
+  WORD GetDSLength(WORD odsType);
+
+  /// Gives the object descriptor of an item value another object ID, in place.
+  /// @param item Address of a pointer to the value: type word, then the on-disk descriptor. The
+  ///             pointer is not moved.
+  /// @return 0, since the conversion calls report nothing; 0x0241 for a null pointer.
+  STATUS ConvertODToCanonical(void** item, DWORD rrv);
+  /// @}
+
+  /// @name Time
+  /// @{
+
+  /// Converts a text in the runtime's own format. On failure `out` stays as it is, and a line is
+  /// logged at level 0. A text above 65,535 bytes is cut there.
+  KoLNError GetTimeDate(std::string text, TIMEDATE& out);
+
+  /// A constant time: `TIMEDATE_MINIMUM`, `TIMEDATE_MAXIMUM` or `TIMEDATE_WILDCARD`.
+  void GetTimeDate(WORD constant, TIMEDATE* out);
+
+  /// Converts a time to a text in the runtime's own format, at most 80 bytes. On failure `out`
+  /// stays as it is, and a line is logged at level 0.
+  KoLNError GetTimeString(TIMEDATE value, std::string& out);
+
+  /// The zone (positive west of Greenwich; hours, or MMHH with sign) and whether daylight saving
+  /// holds; either pointer may be null.
+  void GetDominoTimeZone(int* zone, int* dst);
+
+  /// Fills `GM` of a broken-down time from its local fields.
+  /// @return FALSE on success; TRUE on failure, also when the call throws.
+  BOOL GetTimeLocalToGM(TIME* time);
+
+  /// The Julian day of a time.
+  DWORD ExtractJulianDate(const TIMEDATE* time);
+
+  void GetCurrentTimeDate(TIMEDATE* out);
+
+  /// `a` minus `b` in seconds.
+  LONG GetTimeDateDifference(const TIMEDATE* a, const TIMEDATE* b);
+
+  /// -1, 0 or 1. 0 as well when the call throws.
+  int CompareTimeDate(TIMEDATE* a, TIMEDATE* b);
+
+  void GetIntlDateTimeFormat(INTLFORMAT* out);
+
+  /// Does nothing.
+  void DumpFileTimeAndVer(const char* file, int line);
+  /// @}
+
+  /// @name Memory and objects
+  /// @{
+
+  /// Allocates Notes memory; `out` is the caller's to free. Size 0 succeeds with handle 0, which
+  /// must not be locked.
+  KoLNError AllocMem(WORD blockType, DWORD size, DHANDLE& out);
+
+  /// Frees Notes memory, which must be unlocked.
+  KoLNError FreeMem(DHANDLE handle);
+
+  /// Reads one object descriptor from its on-disk form (6 bytes, may be unaligned).
+  void ReadMemory(void* source, OBJECT_DESCRIPTOR* out);
+
+  /// Writes object descriptors in on-disk form (6 bytes each) at the start of a memory object.
+  ///
+  /// **Attention:** what is converted are the bytes of the `source` argument itself, the 8 bytes of
+  /// the pointer taken as one host-form descriptor, not what it points to. Descriptors beyond the
+  /// first are zero. The object must have room for `count` descriptors.
+  /// @return What `OSUnlockObject` returns, so 1 on success; 0xFFFF when the object cannot be
+  /// locked,
+  ///         memory is short or a call throws.
+  STATUS CopyObject(DHANDLE object, WORD* ignored, const void* source, DWORD ignoredLength,
+                    WORD count);
+
+  /// Sets the block part of `block` to 0 and copies `length` bytes to the start of its pool, which
+  /// must be large enough. Nothing is copied when the pool cannot be locked. Exported for `WORD`.
+  template <typename Type>
+  void CopyBlock(void* ignored, const void* source, DWORD length, BLOCKID& block);
+
+  /// Size in bytes, class and privileges of a database object; pointers may be null.
+  /// @return 4996 (`SetError`) for database handle 0; a Notes failure as code only.
+  KoLNError DBGetObjectDetails(DBHANDLE db, OBJECT_DESCRIPTOR& descriptor, DWORD* size,
+                               WORD* objectClass, WORD* privileges);
+
+  /// Opens a directory (or database) by its LMBCS path.
+  /// @param out Set to a handle for the caller to close (`CloseDirectory`). **An empty path
+  /// succeeds,
+  ///            opens nothing and leaves `out` alone:** start it at 0, and neither search nor close
+  ///            a directory that stayed 0.
+  KoLNError OpenDirectory(std::string path, DBHANDLE& out);
+
+  /// Closes a directory; the variable is not reset.
+  KoLNError CloseDirectory(DBHANDLE& directory);
+
+  /// Builds the path of a database for opening it, through a server if `withServer` is true. On
+  /// failure `out` stays as it is, and a line is logged at level 0.
+  KoLNError MakeNetworkPath(std::string server, std::string path, std::string& out,
+                            bool withServer);
+  /// @}
+
+  /// @name ID tables
+  /// @{
+
+  /// Makes an ID table for the caller to release (`MemFreeTable`).
+  /// @param alignment 4, the size of a NOTEID, or 0 to let Notes choose.
+  STATUS CreateTable(DWORD alignment, DHANDLE* out);
+
+  /// @param inserted Receives whether the ID was new; may be null.
+  STATUS InsertIntoTable(DHANDLE table, NOTEID id, BOOL* inserted);
+
+  /// @param deleted Receives whether the ID was there; may be null. A failure is logged at level 0.
+  KoLNError DeleteID(DHANDLE table, NOTEID id, BOOL* deleted);
+
+  /// Releases an ID table; the variable is not reset. A failure is logged at level 0.
+  KoLNError MemFreeTable(DHANDLE& table);
+
+  /// How many IDs a table holds.
+  DWORD CountTableEntries(DHANDLE& table);
+  /// @}
+
+  /// @name Summary buffers and notes.ini variables
+  /// @{
+
+  /// Finds a value in a summary buffer.
+  /// @param valuePos Address of a pointer, which receives the place of the value inside the buffer.
+  /// @param length, dataType Receive its bytes and its type.
+  BOOL LocateSummaryValue(const void* summary, const char* item, void* valuePos, WORD* length,
+                          WORD* dataType);
+
+  /// Reads a text from a summary buffer, at most 1,024 bytes. `out` is always assigned, empty when
+  /// the item is absent.
+  BOOL GetSummaryValue(const void* summary, const char* item, std::string& out);
+
+  /// A notes.ini variable as a number; 0 when it is absent or no number.
+  long GetNotesINIvarLong(const char* name);
+
+  /// A notes.ini variable as a text of up to 256 bytes.
+  /// @param out 257 bytes: 256 for the text and one for its terminator.
+  /// @return Whether it is there.
+  BOOL GetNotesINIvarString(const char* name, char* out);
+  /// @}
+
+  /// A fresh record of archiving criteria; the text is not consulted.
+  DbMigrateCriteria getMigrateCriteria(std::string ignored);
+
+  /// @name Database discovery
+  /// @{
+
+  /// Walks the data directory of an instance, sub-directories included, and calls the host once for
+  /// every database file.
+  /// @param instance Address of a pointer to the initialised instance.
+  /// @param context  Passed through to the callback.
+  /// @param callback Gets the context, the match and its summary buffer ("$Path", "$TITLE" and so
+  ///                 on; `GetSummaryValue` reads it). A non-zero result ends the walk and is
+  ///                 returned as its error. It must not throw.
+  /// @return The first error of building the path, opening the directory or searching it. An
+  /// instance
+  ///         without data directory is logged and gives a clean record.
+  KoLNError DiscoverDatabases(KoLNInstance** instance, DocSummary_type* context,
+                              STATUS (*callback)(void*, SEARCH_MATCH*, ITEM_TABLE*));
+
+  /// Reports one database to the managing server through the host's message callback.
+  ///
+  /// The record is one UTF-8 text of at most 3,071 bytes. Short form: path, 0x12, title. Long form:
+  /// path, 0x12, title, 0x12, "($All)", 0x15, replica ID ("%08X:%08X", second word first), 0x15,
+  /// `extra`.
+  ///
+  /// What to know before use:
+  /// - `path` is changed in place: every backslash becomes "/".
+  /// - A path with ":" lies outside the data directory; it is logged and skipped without error.
+  /// - **The database stays open on purpose:** its handle is not closed on any path out.
+  /// - A database without a title is not reported ("OSTranslate failed on DBTitle"): title them.
+  /// - `reported` keeps the UTF-8 path up to its first ".nsf"; a database whose key is there
+  /// already
+  ///   is not sent again and gives no error. **The key stays when sending fails:** start a new
+  ///   attempt with a fresh set.
+  /// @param path     LMBCS path, relative to the data directory; changed in place.
+  /// @param extra    Last field of the long form, for a mail file its owner's name; may be empty.
+  /// @param reported The caller's set of keys; one discovery at a time.
+  /// @return "invalid parameters passed to ProcessDatabase()" for a null argument, "OSTranslate
+  ///         failed on DBTitle", "OSTranslate failed on DBName" and "Failed to send DB information
+  ///         to OV" as custom messages; otherwise `SetError`. All are logged at level 0.
+  KoLNError ProcessDatabase(const char* path, std::string extra, std::set<std::string>* reported,
+                            bool shortForm);
+
+  /// A routine for `NSFSearch` over the views of a database that stops at the first view whose
+  /// title contains the wanted text.
+  /// @param context A `RestoreViewSearch`. @return 0, or the status of the note that could not be
+  ///        opened, which ends the search.
+  static STATUS FindAView(void* context, SEARCH_MATCH* match, ITEM_TABLE* summary);
+  /// @}
+};
+
+extern template KOLN_API void KoLNUtilities::CopyBlock<WORD>(void*, const void*, DWORD, BLOCKID&);
+
+#endif
