@@ -1,0 +1,100 @@
+// The host's callbacks, the call-through functions and the log.
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "findDataPartition.h"
+
+KoLNLogCallback pLogCallback = nullptr;
+KoLNJobQuitCallback pJobQuitCallback = nullptr;
+KoLNSendMsgCallback pSendMsgCallback = nullptr;
+KoLNCheckConnectionCallback pCheckConnectionCallback = nullptr;
+
+int loggingLevel = 1;
+int showAllErrors = 0;
+int reinitializeThres = 0;
+int numOfDbBackedUp = 0;
+
+void SetLogCallback(KoLNLogCallback callback) {
+  pLogCallback = callback;
+}
+void SetJobQuitCallback(KoLNJobQuitCallback callback) {
+  pJobQuitCallback = callback;
+}
+void SetSendMsgCallback(KoLNSendMsgCallback callback) {
+  pSendMsgCallback = callback;
+}
+void SetCheckConnectionCallback(KoLNCheckConnectionCallback callback) {
+  pCheckConnectionCallback = callback;
+}
+
+namespace {
+
+// Asks the host; a callback that is missing or throws gives the answer of a host that is not there.
+template <typename... Arguments>
+bool ask(bool (*callback)(Arguments...), bool otherwise, Arguments... arguments) noexcept {
+  if (callback == nullptr) {
+    return otherwise;
+  }
+  try {
+    return callback(arguments...);
+  } catch (...) {
+    return otherwise;
+  }
+}
+
+}  // namespace
+
+bool QuitJob() {
+  return ask(pJobQuitCallback, true);
+}
+bool SendDBMessage(char* message) {
+  return ask(pSendMsgCallback, true, message);
+}
+bool CheckConnection() {
+  return ask(pCheckConnectionCallback, false);
+}
+
+void LogMessage(const char* function, int level, const char* file, int line, const char* format,
+                ...) {
+  const KoLNLogCallback sink = pLogCallback;
+  if (sink == nullptr) {
+    return;
+  }
+  char text[4096];
+  text[0] = '\0';
+  va_list arguments;
+  va_start(arguments, format);
+  const int length = format != nullptr ? std::vsnprintf(text, sizeof text, format, arguments) : 0;
+  va_end(arguments);
+  if (length < 0) {
+    // Only an argument that cannot be converted fails; the bare format still says what happened.
+    std::snprintf(text, sizeof text, "%s", format);
+  }
+  try {
+    // Handed over as finished text, in the place of the format and with nothing behind it.
+    sink(function, level, file, line, text);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): a sink that fails must not take the job with it.
+  }
+}
+
+char* GetLogFilename(const char* path) {
+  if (path == nullptr) {
+    return nullptr;
+  }
+  char copy[1024];
+  std::snprintf(copy, sizeof copy, "%.1023s", path);
+  const char* slash = std::strrchr(copy, '/');
+  const char* name = slash != nullptr ? slash + 1 : copy;
+  if (std::strlen(name) < 2) {
+    return nullptr;
+  }
+  name += std::strspn(name, ".");
+  const std::size_t length = std::strcspn(name, ".");
+  return length < 2 ? nullptr : strndup(name, length);
+}
+
+void DumpFileTimeAndVer(const char* /*file*/, int /*line*/) {
+  // Empty on purpose, and it stays so: a hook for builds that log their file times.
+}

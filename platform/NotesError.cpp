@@ -1,0 +1,113 @@
+// The error record and the look-up of a status's text.
+#include "NotesError.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+
+#include "platform/ErrorText.h"
+#include "platform/Log.h"
+#include "platform/Text.h"
+
+KoLNError::KoLNError() : code_(0), isSet_(false), isNotesError_(true) {}
+
+KoLNError::KoLNError(unsigned short code, std::string message)
+    : code_(code), message_(std::move(message)), isSet_(true), isNotesError_(true) {}
+
+KoLNError::~KoLNError() = default;
+
+KoLNError::KoLNError(const KoLNError& other)
+    : code_(other.code_),
+      message_(koln::copyOf(other.message_)),
+      isSet_(other.isSet_),
+      isNotesError_(other.isNotesError_) {}
+
+KoLNError::KoLNError(KoLNError&& other) noexcept = default;
+
+KoLNError& KoLNError::operator=(const KoLNError& other) {
+  if (this != &other) {
+    *this = KoLNError(other);
+  }
+  return *this;
+}
+
+KoLNError& KoLNError::operator=(KoLNError&& other) noexcept = default;
+
+void KoLNError::SetError(unsigned short status) {
+  isNotesError_ = true;
+  code_ = status;
+  if (status == NOERROR) {
+    return;  // An earlier error stays recorded.
+  }
+  isSet_ = true;
+  message_ = koln::notesErrorText(status);
+}
+
+void KoLNError::SetErrorCode(unsigned short code) {
+  code_ = code;
+}
+
+void KoLNError::SetStatus() {
+  isSet_ = true;
+}
+
+void KoLNError::SetMessage(std::string message) {
+  message_ = std::move(message);
+  isSet_ = true;
+}
+
+void KoLNError::SetCustomMessage(std::string message) {
+  message_ = std::move(message);
+  isSet_ = true;
+  isNotesError_ = false;
+  code_ = CustomMessageCode;
+}
+
+void KoLNError::SetCustomMessage(const char* format, ...) {
+  char text[4096];
+  text[0] = '\0';
+  va_list arguments;
+  va_start(arguments, format);
+  const int length = format != nullptr ? std::vsnprintf(text, sizeof text, format, arguments) : 0;
+  va_end(arguments);
+  if (length < 0) {
+    std::snprintf(text, sizeof text, "%s", format);
+  }
+  std::string message;
+  koln::assignText(message, text);
+  SetCustomMessage(std::move(message));
+}
+
+std::string KoLNError::GetMessage() const {
+  return koln::copyOf(message_);
+}
+
+unsigned short KoLNError::GetErrorCode() const {
+  return code_;
+}
+
+bool KoLNError::IsErrorSet() const {
+  return isSet_;
+}
+
+namespace koln {
+
+namespace {
+constexpr const char* sourceName = "NotesUtilities";
+}
+
+std::string notesErrorText(STATUS status) noexcept {
+  TextBuffer<1023> text;
+  const WORD length =
+      KOLN_VALUE(WORD{0}, OSLoadString, HMODULE{NULLHANDLE}, static_cast<STATUS>(status & ERR_MASK),
+                 text.data(), text.capacity());
+  std::string result;
+  if (length == 0) {
+    KOLN_LOG("GetNotesErrorMsg", 0, "Failed to fetch Notes Error Message, errorCode %d", status);
+  } else {
+    assignText(result, text.text());
+  }
+  return result;
+}
+
+}  // namespace koln

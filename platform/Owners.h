@@ -1,0 +1,70 @@
+// Owners of what Notes hands out. Each releases on every way out of a scope, and swallows what a
+// release call throws: a destructor that throws would end the host's process. What must stay open
+// is taken out of its owner with `release()` in one visible line.
+#ifndef KOLN_PLATFORM_OWNERS_H
+#define KOLN_PLATFORM_OWNERS_H
+
+#include <utility>
+
+#include "platform/NotesCall.h"
+
+namespace koln {
+
+// The address of a memory object while it is locked; null when it cannot be locked, as handle 0
+// never is (a real runtime would stop the process).
+class LockedObject {
+ public:
+  explicit LockedObject(DHANDLE object) noexcept
+      : object_(object),
+        address_(object != NULLHANDLE
+                     ? KOLN_VALUE(static_cast<void*>(nullptr), OSLockObject, object)
+                     : nullptr) {}
+  ~LockedObject() {
+    BOOL ignored = FALSE;
+    static_cast<void>(unlock(ignored).failed());
+  }
+  LockedObject(const LockedObject&) = delete;
+  LockedObject& operator=(const LockedObject&) = delete;
+
+  void* address() const noexcept { return address_; }
+
+  // Unlocks now, if it is locked. `answer` receives what the call answers.
+  CallResult unlock(BOOL& answer) noexcept {
+    if (std::exchange(address_, nullptr) == nullptr) {
+      return {"OSUnlockObject", NOERROR};
+    }
+    return KOLN_INTO(answer, OSUnlockObject, object_);
+  }
+
+ private:
+  DHANDLE object_;
+  void* address_;
+};
+
+// An open note; closed unless `handle` is 0.
+class OpenNote {
+ public:
+  // Takes a note whose open call has succeeded; what a failed one left in its output is no handle.
+  explicit OpenNote(NOTEHANDLE handle) noexcept : handle_(handle) {}
+  ~OpenNote() { close(); }
+  OpenNote(const OpenNote&) = delete;
+  OpenNote& operator=(const OpenNote&) = delete;
+
+  NOTEHANDLE handle() const noexcept { return handle_; }
+
+  // Hands the note over; whoever takes it closes it.
+  NOTEHANDLE release() noexcept { return std::exchange(handle_, NULLHANDLE); }
+
+  void close() noexcept {
+    if (handle_ != NULLHANDLE) {
+      static_cast<void>(KOLN_STATUS(NSFNoteClose, release()).failed());
+    }
+  }
+
+ private:
+  NOTEHANDLE handle_;
+};
+
+}  // namespace koln
+
+#endif
