@@ -49,8 +49,8 @@ class KOLN_API KoLNInstance {
   ///
   /// A partition that is not registered counts as partition 0 (a restore onto another machine).
   /// @return False with a log line at level 0 when something is missing or does not fit 1,024
-  /// bytes.
-  ///         Before the user switch nothing has been changed; after it nothing is taken back.
+  ///         bytes. Before the user switch nothing has been changed; after it nothing is taken
+  ///         back.
   bool GetDetails();
 
   /// Starts the Notes runtime with the partition's program directory and notes.ini, after
@@ -78,6 +78,39 @@ class KOLN_API KoLNInstance {
 
   /// Undoes `InitializeNotesThread` for the calling thread.
   void TerminateNotesThread();
+
+  /// @name Server administration
+  /// The three that return a record report a failure as its code alone: the message stays empty and
+  /// `IsErrorSet()` false. **Test `GetErrorCode()`.** (When the Notes call throws or is not bound,
+  /// the record is set, with code 0xFFFF.) Failures of these three are logged at level 0.
+  /// @{
+
+  /// Sends a console command to the server and copies its answer. Nothing is logged.
+  /// @param command        Terminated LMBCS text.
+  /// @param response       Receives the answer, terminated: `*responseLength` + 1 bytes.
+  /// @param responseLength In: how many bytes of the answer fit. Out: the answer's full length,
+  ///                       which may be more than was copied; 65,535 stands for that and everything
+  ///                       above.
+  /// @return The Notes status. On anything but 0 `response` and `*responseLength` are unchanged;
+  ///         the codes 0x0241 (a null argument), 0x0107 (answer cannot be locked) and 0xFFFF (call
+  ///         threw or is not bound) are the library's own.
+  STATUS RemoteCommand(char* command, char* response, unsigned short* responseLength);
+
+  /// Takes a database offline so that its file can be restored.
+  ///
+  /// **Attention: this does not only stop access, the server also REMOVES THE DATABASE FILE, so
+  /// that it can be recovered from a backup. Have that backup before you call.** The wait for users
+  /// to leave is handed to Notes as 60, and Notes counts it in milliseconds; a database still in
+  /// use then ends with code 0x13EA and stays as it is.
+  /// @param databasePath LMBCS path, relative to the data directory or absolute.
+  KoLNError TakeDBOffline(std::string& databasePath);
+
+  /// Gives access to a database again.
+  KoLNError BringDBOnline(std::string& databasePath);
+
+  /// Repairs a database: opens it once with forced fixup and a scan of all notes, and closes it.
+  KoLNError RepairDB(std::string& databasePath);
+  /// @}
 
   std::string GetServerName();
 

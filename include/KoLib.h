@@ -44,8 +44,7 @@ class KOLIB_API KOPlatformInfo {
   /// @param name   Value name, compared letter for letter.
   /// @param buffer Receives the text and its terminator; not touched when nothing is found.
   /// @param length In: bytes that `buffer` holds, terminator included. Out, when found: bytes of
-  /// the
-  ///               text without terminator.
+  ///               the text without terminator.
   /// @return Non-zero if the value was found and fits. On 0 `getLastErrorMsg` says why.
   int getString(const char* key, const char* name, char* buffer, unsigned int& length);
 

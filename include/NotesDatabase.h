@@ -95,6 +95,109 @@ class KOLN_API KoLNDatabase {
   ///         answers.
   KoLNError GetObjectSize(DHANDLE& handle, DWORD* size);
 
+  /// @name Properties
+  /// One Notes call each. Out-arguments keep their values on failure, except where Notes wrote
+  /// them; pointers must not be null. Three ways to treat a closed database: *4996* (`SetError`,
+  /// not logged), *message* ("Invalid database handle", code 0xFFFF, not logged), *none* (Notes is
+  /// asked and answers with an error of its own). Failures are recorded with `SetError` and logged
+  /// at level 0 unless said otherwise; texts are LMBCS.
+  /// @{
+
+  /// Bytes in use. Closed: none. Not logged.
+  KoLNError GetSize(DWORD& size);
+
+  /// When the database was made: its database ID. Closed: none. Not logged.
+  KoLNError GetCreationTime(TIMEDATE& time);
+
+  /// When documents last changed; changes of the design do not count. Closed: none. Not logged.
+  KoLNError GetModifiedTime(TIMEDATE& time);
+
+  /// The replica ID as "%08X:%08X", second word first. Closed: 4996. Logged at level -1.
+  KoLNError GetReplicaID(std::string& id);
+
+  /// The replica information as Notes keeps it. Closed: 4996. Logged at level -1.
+  KoLNError GetReplicaInfo(DBREPLICAINFO* info);
+
+  /// The short mail name of the owner: looks `title` (cut at 1,023 bytes) up in the directory and
+  /// takes the address before its first "@", a blank in front of that included. Does not need the
+  /// database to be open. An empty `title` is logged and gives a clean record. Failure logged at
+  /// level -1.
+  KoLNError GetCanonicalName(std::string& out);
+
+  /// The database's title, at most 127 bytes. Closed: 4996.
+  KoLNError GetTitle(std::string& databaseTitle);
+
+  /// The name of the design that the database inherits, empty if none; logged as well. Closed:
+  /// 4996.
+  KoLNError GetDesignClass(std::string& designClass);
+
+  /// Path relative to the data directory and full path, each into 256 bytes; either may be null.
+  /// Closed: 4996.
+  KoLNError GetPaths(char* canonical, char* expanded);
+
+  /// `DB_LOADED` for a database, `DB_DIRECTORY` for a directory. Closed: 4996.
+  KoLNError GetMode(WORD* mode);
+
+  /// The quota, in units of 1,024 bytes. The first successful answer is kept for the object's life,
+  /// also beyond `Close` and another `Open`; after `SetQuotaUsage` without one it is all zero.
+  /// Closed: 4996.
+  KoLNError GetQuota(DBQUOTAINFOEXT* quota);
+
+  /// Bytes in use and bytes free. Closed: 4996.
+  KoLNError GetSpaceUsage(DWORD* allocated, DWORD* free);
+
+  /// The information buffer. @param info Receives 128 bytes. Closed: 4996.
+  KoLNError GetInfo(char* info);
+
+  /// Writes the information buffer of 128 bytes. Closed: message. Code only, not logged.
+  KoLNError SetInfo(char* info);
+
+  /// Writes the replica information. Closed: message. Code only, not logged.
+  KoLNError SetReplicaInfo(DBREPLICAINFO* info);
+
+  /// The option bits. Closed: message. Code only (0x0242 when none are stored), not logged.
+  KoLNError GetOptions(DWORD* options);
+  /// @}
+
+  /// @name Access list and stored objects
+  /// The same conventions.
+  /// @{
+
+  /// Reads the access list. @param acl Receives a memory handle for the caller to free. Closed:
+  /// none.
+  KoLNError ReadAcl(DHANDLE* acl);
+
+  /// Stores an access list that the caller holds as bytes.
+  /// @param size, data The bytes. @param objectId 0. @param method 0 updates, 1 replaces.
+  /// @return Closed: message. Code only, logged at level 2. Memory that cannot be allocated is
+  ///         logged at level 0 and **leaves the code 0 and nothing stored**; memory that cannot be
+  ///         filled (size 0 gives none, null `data`) is a custom message, and nothing is stored.
+  KoLNError StoreACL(DWORD size, DWORD objectId, WORD method, char* data);
+
+  /// Reads (part of) an object. @param length Bytes; 0xFFFFFFFF for all. @param buffer Receives a
+  /// memory handle for the caller to free. Closed: 4996.
+  KoLNError ReadObject(DWORD objectId, DWORD offset, DWORD length, DHANDLE* buffer);
+
+  /// Allocates an object of `size` bytes. Closed: message. Code only, not logged.
+  KoLNError AllocObject(DWORD size, WORD noteClass, WORD privileges, DWORD* objectId);
+
+  /// Frees an object. Closed: message. Code only, not logged.
+  KoLNError FreeObject(DWORD objectId);
+
+  /// Writes into an object, which does not grow. @param buffer Memory handle, unlocked; stays the
+  /// caller's. Closed: message. Code only, not logged.
+  KoLNError WriteObject(DWORD objectId, DHANDLE buffer, DWORD offset, DWORD length);
+  /// @}
+
+  /// Finds the database that has a replica ID, anywhere below the data directory of the instance.
+  /// The object's own database need not be open.
+  /// @param replicaId "XXXXXXXX:XXXXXXXX" as `GetReplicaID` writes it, either case. Of each half
+  ///                  the first 8 characters count, read as `strtoul` with base 16 reads them.
+  /// @param path      Receives the LMBCS path relative to the data directory; unchanged on failure.
+  /// @return A custom message when the text holds no ":" or the data directory is not known;
+  ///         otherwise `SetError`, 0x0103 if there is no such database. Every call logs at level 0.
+  KoLNError LocateByReplicaID(std::string replicaId, std::string& path);
+
   /// @name Reserved; each does nothing and succeeds
   /// @{
   KoLNError CheckDXLErrorLog(DWORD log);

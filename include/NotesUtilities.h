@@ -24,6 +24,67 @@ struct RestoreViewSearch {
                          ///< terminated.
 };
 
+/// What is asked of the server's directory, and how mail files are chosen by department. Owned by
+/// the caller; let `KoLNUtilities::InitializeMBLookup` fill all but the two sets: the lists must hold
+/// as many texts as the counts say.
+struct MailboxLookupStruct {
+  DWORD nameSpaceCount;    ///< 1.
+  DWORD nameCount;         ///< 1: one empty name, for everybody.
+  DWORD itemCount;         ///< Texts in `items`: 1 or 2.
+  const char* nameSpace;   ///< "$PEOPLE".
+  const char* items;       ///< `itemCount` terminated item names behind each other.
+  bool wantCanonical;      ///< Item 1 is "FullName".
+  bool wantDepartment;     ///< Item 1 is "Department".
+  bool filterDepartments;  ///< Whether `filteredDepartments` counts.
+  /// Departments whose mail files are taken; empty = no selection. Compared letter for letter, in
+  /// the directory's own character set (LMBCS).
+  std::set<std::string> selectedDepartments;
+  /// Departments whose mail files are left out; not consulted while there is a selection.
+  std::set<std::string> filteredDepartments;
+};
+
+/// One entry of the host's array of databases.
+struct DBNAME {
+  std::string text1;           ///< The host's; copied into every entry added for the mailbox.
+  std::string text2;           ///< Likewise.
+  std::string mailboxPath;     ///< The mail file's path, with either separator; copied likewise.
+  std::string associatedPath;  ///< UTF-8 path of the database that an added entry stands for.
+  std::string text5;           ///< The host's; copied likewise.
+};
+
+/// Where a user's archive mailbox lies: base directory "/" archive folder "/" prefix, name, suffix.
+struct ArchiveMailBoxInfoStruct {
+  std::string archiveFolder;  ///< Relative to the base directory.
+  std::string namePrefix;
+  std::string nameSuffix;     ///< Typically ".nsf".
+  std::string baseDirectory;  ///< Absolute.
+};
+
+/// @name Routines for `NSFSearch` over a directory
+/// Each is called once per database file, and nothing thrown leaves it (memory running out ends the
+/// search with 0x0107).
+/// @{
+
+/// Counts. @param context An `unsigned long`.
+KOLN_API STATUS CountAdditionalDBsCallbackFn(void* context, SEARCH_MATCH* match,
+                                             ITEM_TABLE* summary);
+
+/// Collects the LMBCS paths up to their first ".nsf". @param context A `std::set<std::string>`.
+KOLN_API STATUS FetchAdditionalDatabaseCallback(void* context, SEARCH_MATCH* match,
+                                                ITEM_TABLE* summary);
+
+/// Reports to the managing server; the error of one database is dropped. @param context A
+/// `std::pair<std::set<std::string>*, bool>`: reported names, short form.
+KOLN_API STATUS ProcessAdditionalDatabaseCallback(void* context, SEARCH_MATCH* match,
+                                                  ITEM_TABLE* summary);
+
+/// Adds an entry. @param context A `std::pair<DBNAME*, int*>`: entries, index of the last used one.
+/// @return 1 for a match without path, 0xFFFF for one that cannot be translated; both end the
+///         search and leave the entry without an associated path.
+KOLN_API STATUS AssociateAdditionalDBsCallback(void* context, SEARCH_MATCH* match,
+                                               ITEM_TABLE* summary);
+/// @}
+
 /// Upper-cases a text in place, byte by byte. @return The same pointer; null stays null.
 KOLN_API char* strupr(char* text);
 
@@ -140,8 +201,7 @@ class KOLN_API KoLNUtilities {
   /// the pointer taken as one host-form descriptor, not what it points to. Descriptors beyond the
   /// first are zero. The object must have room for `count` descriptors.
   /// @return What `OSUnlockObject` returns, so 1 on success; 0xFFFF when the object cannot be
-  /// locked,
-  ///         memory is short or a call throws.
+  ///         locked, memory is short or a call throws.
   STATUS CopyObject(DHANDLE object, WORD* ignored, const void* source, DWORD ignoredLength,
                     WORD count);
 
@@ -157,9 +217,8 @@ class KOLN_API KoLNUtilities {
 
   /// Opens a directory (or database) by its LMBCS path.
   /// @param out Set to a handle for the caller to close (`CloseDirectory`). **An empty path
-  /// succeeds,
-  ///            opens nothing and leaves `out` alone:** start it at 0, and neither search nor close
-  ///            a directory that stayed 0.
+  ///            succeeds, opens nothing and leaves `out` alone:** start it at 0, and neither search
+  ///            nor close a directory that stayed 0.
   KoLNError OpenDirectory(std::string path, DBHANDLE& out);
 
   /// Closes a directory; the variable is not reset.
@@ -227,8 +286,7 @@ class KOLN_API KoLNUtilities {
   ///                 on; `GetSummaryValue` reads it). A non-zero result ends the walk and is
   ///                 returned as its error. It must not throw.
   /// @return The first error of building the path, opening the directory or searching it. An
-  /// instance
-  ///         without data directory is logged and gives a clean record.
+  ///         instance without data directory is logged and gives a clean record.
   KoLNError DiscoverDatabases(KoLNInstance** instance, DocSummary_type* context,
                               STATUS (*callback)(void*, SEARCH_MATCH*, ITEM_TABLE*));
 
@@ -244,9 +302,8 @@ class KOLN_API KoLNUtilities {
   /// - **The database stays open on purpose:** its handle is not closed on any path out.
   /// - A database without a title is not reported ("OSTranslate failed on DBTitle"): title them.
   /// - `reported` keeps the UTF-8 path up to its first ".nsf"; a database whose key is there
-  /// already
-  ///   is not sent again and gives no error. **The key stays when sending fails:** start a new
-  ///   attempt with a fresh set.
+  ///   already is not sent again and gives no error. **The key stays when sending fails:** start a
+  ///   new attempt with a fresh set.
   /// @param path     LMBCS path, relative to the data directory; changed in place.
   /// @param extra    Last field of the long form, for a mail file its owner's name; may be empty.
   /// @param reported The caller's set of keys; one discovery at a time.
@@ -261,6 +318,92 @@ class KOLN_API KoLNUtilities {
   /// @param context A `RestoreViewSearch`. @return 0, or the status of the note that could not be
   ///        opened, which ends the search.
   static STATUS FindAView(void* context, SEARCH_MATCH* match, ITEM_TABLE* summary);
+  /// @}
+
+  /// @name Mailbox discovery
+  /// @{
+
+  /// Describes the look-up: with canonical names ("FullName"), else with departments if one of the
+  /// two other flags is true, else mail files alone. The sets are left to the caller.
+  /// @return `out`.
+  MailboxLookupStruct& InitializeMBLookup(MailboxLookupStruct& out, bool wantCanonical,
+                                          bool wantDepartment, bool departmentFilter);
+
+  /// Collects the mail file of every person in the directory; sends nothing.
+  ///
+  /// **Attention, two traps:**
+  /// - `found` is a `std::map<std::string, std::string>` (UTF-8 canonical name to UTF-8 mail file;
+  ///   the first of equal names stays) if `lookup.wantCanonical` is true, otherwise a
+  ///   `std::set<std::string>` (LMBCS mail files). The wrong container is undefined behaviour.
+  /// - What is asked of the directory (the first five fields of `lookup`) is taken from the **first
+  ///   call in the process** and kept; of later calls only the flags and the sets count. Another
+  ///   item list needs the other overload or another process.
+  ///
+  /// With a selection only its departments are taken; else with the filter on, all but the filtered
+  /// ones (a person whose department cannot be read is taken); else everybody. Persons without a
+  /// mail file, or with one that is not a single text, are skipped with a warning.
+  /// @param server               Name of the server, as Notes takes it; empty is the local one.
+  /// @param skipOtherDirectories Non-zero looks into the first address book only.
+  /// @return The error of the look-up (`SetError`, logged at level 0).
+  KoLNError DiscoverMailboxes(std::string server, void* found, MailboxLookupStruct& lookup,
+                              unsigned long skipOtherDirectories);
+
+  /// Reports every mail file to the managing server through `ProcessDatabase`; with
+  /// `lookup.wantCanonical` the owner's name (as the directory has it, LMBCS) is the record's last
+  /// field. In the long form the host is asked before each (`CheckConnection`) whether the session
+  /// is lost; if so, or if a record cannot be sent, the walk ends.
+  ///
+  /// The second trap above holds here as well, with a first call of this overload.
+  /// @param reported A `std::set<std::string>`, as for `ProcessDatabase`.
+  /// @return The error of the look-up, or of the **last** mail file: one that failed earlier is
+  ///         only logged.
+  KoLNError DiscoverMailboxes(std::string server, void* reported, MailboxLookupStruct& lookup,
+                              bool shortForm, unsigned long skipOtherDirectories);
+  /// @}
+
+  /// @name Additional databases and archive mailboxes
+  /// Every failure is logged at level 0.
+  /// @{
+
+  /// Counts the databases below a directory, sub-directories included.
+  /// @param directory UTF-8, relative to the data directory or absolute.
+  /// @param count     Set to the count, 0 at first.
+  /// @return The error of opening the directory. **A failing search is logged and gives a clean
+  ///         record with the partial count** (one that throws sets it).
+  KoLNError CountAdditionalDatabases(std::string server, std::string directory,
+                                     unsigned long* count, bool withServer);
+
+  /// Collects or reports the databases below several directories.
+  /// @param names       Receives the paths (report false: LMBCS, up to the first ".nsf") or keeps
+  ///                    the reported names (report true, as for `ProcessDatabase`).
+  /// @param directories Directories with "?" between them, in the native character set; empty
+  ///                    pieces are skipped. Cut at 1,023 bytes of LMBCS.
+  /// @return False at the first directory that cannot be opened or searched; those before it have
+  ///         been searched, those behind it have not.
+  bool GetAdditionalDatabases(std::set<std::string>* names, std::string* directories, bool report,
+                              bool shortForm);
+
+  /// Adds an entry for every database in a mailbox's own sub-directory of a directory: that
+  /// directory, then the name of the mail file of the last entry up to its ".nsf"; below 1,024
+  /// bytes together. The server is not used.
+  ///
+  /// The last backslash of the mail file's path parts its name, else the last slash; the whole path
+  /// is cut at its first ".nsf", also where that stands in the directory.
+  ///
+  /// **The array must have room: the count is never compared with its size.** An entry is added
+  /// before its path is known and is not taken back: treat an empty `associatedPath` as unusable.
+  /// @param entries Array whose last used entry is the mailbox's.
+  /// @param count   Index of the last used entry; incremented per entry added.
+  /// @return 0 when done or when there is no such directory, -1 for a path that cannot be used,
+  ///         otherwise the Notes status with its flag bits as a positive number (0xFFFF is 65535).
+  int AssociateAdditionalDBs(std::string server, std::string* directory, DBNAME* entries,
+                             int* count);
+
+  /// Adds an entry for a user's archive mailbox if its file exists. The same two warnings hold.
+  /// @return 0 when done or when there is no such file, -1 if its path cannot be translated or
+  ///         exceeds 1,024 bytes, 263 when memory runs out.
+  int AssociateArchiveMBs(std::string ignored, std::string& mailboxName,
+                          ArchiveMailBoxInfoStruct& archive, DBNAME* entries, int* count);
   /// @}
 };
 

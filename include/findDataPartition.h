@@ -134,8 +134,7 @@ KOLN_API bool GetVMRegistryValue(const char* key, const char* valueName, unsigne
 
 /// Copies an environment variable.
 /// @return 0 if it is unset (or empty); its length in bytes if it was copied, terminator included
-/// in
-///         `size` but not in the result; the buffer size needed (length + 1) if `size` is too
+///         in `size` but not in the result; the buffer size needed (length + 1) if `size` is too
 ///         small, and then nothing is copied.
 KOLN_API unsigned int GetEnvironmentVariable(const char* name, char* dst, unsigned int size);
 
@@ -185,11 +184,10 @@ KOLN_API bool findDataPartition(char* instanceName, char* dataDirOut, char* home
 /// `findDataPartition`, then the start of the runtime, for hosts that do not use `KoLNInstance`.
 /// The API must have been bound. Waits while the file /tmp/lndb_debug exists.
 /// @param dataDirOut Receives the data directory, as the runtime reports it if it does; at least
-/// 1,024
-///                   bytes.
+///                   1,024 bytes.
 /// @return False with a line in the host's debug log when a step failed. An instance name of
-/// nothing
-///         but 0x12 fails at the very end: then `notesAPIInitialized` is true and the runtime runs.
+///         nothing but 0x12 fails at the very end: then `notesAPIInitialized` is true and the
+///         runtime runs.
 KOLN_API bool initializeWithPartition(char* instanceName, char* dataDirOut);
 
 /// Does nothing and returns false.

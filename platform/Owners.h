@@ -41,6 +41,23 @@ class LockedObject {
   void* address_;
 };
 
+// A memory object, freed unless its handle is 0. Declare it before the `LockedObject` of its handle: a
+// locked object must not be freed.
+class OwnedMemory {
+ public:
+  explicit OwnedMemory(DHANDLE object) noexcept : object_(object) {}
+  ~OwnedMemory() {
+    if (object_ != NULLHANDLE) {
+      static_cast<void>(KOLN_STATUS(OSMemFree, object_).failed());
+    }
+  }
+  OwnedMemory(const OwnedMemory&) = delete;
+  OwnedMemory& operator=(const OwnedMemory&) = delete;
+
+ private:
+  DHANDLE object_;
+};
+
 // An open note; closed unless `handle` is 0.
 class OpenNote {
  public:
