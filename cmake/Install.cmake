@@ -16,5 +16,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/KoLNConfigVersion.cmake
 install(FILES ${CMAKE_BINARY_DIR}/KoLNConfig.cmake ${CMAKE_BINARY_DIR}/KoLNConfigVersion.cmake
   DESTINATION ${KOLN_PACKAGE_DIR})
 
+# Found from its own place, so that the tree may be installed anywhere.
+file(RELATIVE_PATH KOLN_PREFIX_FROM_PC
+  /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/koln.pc.in ${CMAKE_BINARY_DIR}/koln.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/koln.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

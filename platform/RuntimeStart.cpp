@@ -28,9 +28,10 @@ CallResult startRuntime(char* programDirectory, char* notesIniArgument) noexcept
 }
 
 void readRuntimeDirectory(char* out) noexcept {
-  // Whether the variable is there is not asked: `out` then keeps what it held.
-  static_cast<void>(KOLN_VALUE(BOOL{FALSE}, OSGetEnvironmentString, "Directory", out, MAXENVVALUE));
-  out[MAXENVVALUE] = '\0';
+  // A variable that is not there is no failure: `out` then keeps what it held.
+  if (KOLN_VALUE(BOOL{FALSE}, OSGetEnvironmentString, "Directory", out, MAXENVVALUE) != FALSE) {
+    out[MAXENVVALUE] = '\0';
+  }
 }
 
 void debugLastWords(const char* text) noexcept {
