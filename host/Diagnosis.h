@@ -1,0 +1,26 @@
+// Why a step of the start failed, and what to do about it. The library tells its host no more than
+// that a step failed and writes the detail to the debug log; a user needs one line. So the steps
+// are retraced by the same means: the configuration store, the file system, the user database, the
+// pointers that were bound.
+#ifndef KOLN_HOST_DIAGNOSIS_H
+#define KOLN_HOST_DIAGNOSIS_H
+
+#include <koln.h>
+
+#include "Failure.h"
+#include "Options.h"
+
+namespace host {
+
+/// To be called before `KoLNInstance::Initialize`, so that it can be seen later how far that came.
+void forgetUserSwitch();
+
+/// Why `KoLNInstance::Initialize` returned false.
+Failure explainFailedPreparation(const Options& options);
+
+/// Why the runtime does not run after `KoLNInstance::InitializeNotesEnv`.
+Failure explainFailedStart(const Options& options, const KoLNError& error);
+
+}  // namespace host
+
+#endif
