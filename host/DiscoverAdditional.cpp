@@ -27,10 +27,9 @@ Example:
   koln discover additional apps archive --json
 )";
 
-// The library parts directories by this, and cuts their list at 1,023 bytes of LMBCS, which can take
-// twice the bytes of UTF-8.
+// The library takes several directories in one text with this between them, and ends at the first
+// that it cannot search. So each is handed over alone: the others are not to be lost.
 constexpr char separator = '?';
-constexpr std::size_t longestList = 500;
 
 void refuseBad(const std::vector<std::string>& directories) {
   for (const std::string& directory : directories) {
@@ -45,26 +44,7 @@ void refuseBad(const std::vector<std::string>& directories) {
                                 "it or name the one above it",
                                 directory));
     }
-    if (directory.size() > longestList) {
-      throw Failure(ExitCode::WrongUsage,
-                    fmt::format("the directory {}... is longer than {} bytes; name one that is "
-                                "shorter",
-                                directory.substr(0, 40), longestList));
-    }
   }
-}
-
-// Joins the directories to as few lists as they fit into.
-std::vector<std::string> listsOf(const std::vector<std::string>& directories) {
-  std::vector<std::string> lists;
-  for (const std::string& directory : directories) {
-    if (lists.empty() || lists.back().size() + 1 + directory.size() > longestList) {
-      lists.push_back(directory);
-    } else {
-      lists.back() += separator + directory;
-    }
-  }
-  return lists;
 }
 
 class Search {
@@ -91,8 +71,8 @@ class Search {
   }
 
   void run(const std::vector<std::string>& directories) {
-    for (const std::string& list : listsOf(directories)) {
-      std::string native = nativeFromUtf8(list);
+    for (const std::string& directory : directories) {
+      std::string native = nativeFromUtf8(directory);
       const bool searched =
           utilities_.GetAdditionalDatabases(&reported_, &native, true, options_.shortForm);
       if (report_.mustStop()) {
@@ -101,9 +81,9 @@ class Search {
       searchedAny_ = searchedAny_ || searched;
       if (!searched) {
         tell({ExitCode::Failed,
-              fmt::format("a directory could not be searched to the end, and those behind it were "
-                          "not searched: {}",
-                          utf8FromLmbcs(lastLogLine()))});
+              fmt::format("{} could not be searched to the end: {}; give the partition's user "
+                          "access to all of it",
+                          directory, utf8FromLmbcs(errorTextOf(lastLogLine())))});
       }
     }
   }

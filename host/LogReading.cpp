@@ -16,6 +16,11 @@ std::string between(std::string_view text, std::string_view begin, std::string_v
 
 }  // namespace
 
+std::string errorTextOf(std::string_view line) {
+  const std::string text = between(line, "Resulting error string: [", "]");
+  return text.empty() ? std::string(line) : text;
+}
+
 std::optional<Unreported> UnreportedLines::read(const LogLine& line) {
   if (line.function != "ProcessDatabase") {
     return std::nullopt;
@@ -37,9 +42,8 @@ std::optional<Unreported> UnreportedLines::read(const LogLine& line) {
   if (text.starts_with("DBTitle OSTranslate failed")) {
     return Unreported{current_, "it has no title; give it one"};
   }
-  std::string path = between(text, ": [", "]. NSF");
-  std::string reason = between(text, "Resulting error string: [", "]");
-  return Unreported{path.empty() ? current_ : path, reason.empty() ? std::string(text) : reason};
+  const std::string path = between(text, ": [", "]. NSF");
+  return Unreported{path.empty() ? current_ : path, errorTextOf(text)};
 }
 
 }  // namespace host

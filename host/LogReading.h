@@ -11,6 +11,9 @@
 
 namespace host {
 
+/// What Notes said, where the line holds that; else the whole line.
+std::string errorTextOf(std::string_view line);
+
 struct Unreported {
   std::string path;    // LMBCS, as in the line; empty if the library did not name it.
   std::string reason;  // Likewise.

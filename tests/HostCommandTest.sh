@@ -6,52 +6,7 @@
 #   HostCommandTest.sh partition BIN   a simulated partition; needs root (status 77 without)
 #
 # BIN is the folder with koln and koln-simulate. KOLN_SANITIZED is set for a build with sanitizers.
-set -u
-suite=$1
-bin=$(cd "$2" && pwd)
-koln=$bin/koln
-user=nobody
-# LeakSanitizer cannot examine a process that has changed its user.
-[ -z "${KOLN_SANITIZED:-}" ] || user=root
-failures=0
-unset KOLN_CONFIG KOLN_DATA KOLN_DEBUG_LOG LOTUS
-
-work=$(mktemp -d) || exit 1
-trap 'rm -rf "$work"' EXIT
-trap 'exit 1' HUP INT TERM
-chmod 755 "$work"
-out=$work/out
-err=$work/err
-
-complain() {
-  failures=$((failures + 1))
-  printf 'FAILED: %s: %s\n' "$1" "$2"
-  sed 's/^/  stderr: /' "$err"
-}
-
-# expect NAME STATUS PATTERN COMMAND...: runs the command; its stderr must be one line that the
-# pattern (of `case`) describes, or empty for the pattern ''.
-expect() {
-  name=$1 status=$2 pattern=$3
-  shift 3
-  "$@" >"$out" 2>"$err" </dev/null
-  seen=$?
-  [ "$seen" -eq "$status" ] || complain "$name" "status $seen, not $status"
-  lines=$(wc -l <"$err")
-  [ "$lines" -eq "$([ -z "$pattern" ] && echo 0 || echo 1)" ] ||
-    complain "$name" "$lines lines on stderr"
-  # shellcheck disable=SC2254  # a pattern on purpose
-  case $(cat "$err") in
-    $pattern) ;;
-    *) complain "$name" "stderr is not like: $pattern" ;;
-  esac
-}
-
-# rows N NAME: stdout of the last command has N lines.
-rows() {
-  seen=$(wc -l <"$out")
-  [ "$seen" -eq "$1" ] || complain "$2" "$seen lines on stdout, not $1"
-}
+. "$(dirname "$0")/support/host-command.sh"
 
 usage_suite() {
   expect 'no command' 2 "koln: it is not said what to do; *'koln --help'*" "$koln"
@@ -79,16 +34,14 @@ usage_suite() {
   grep -q 'koln --data /local/notesdata discover databases' "$out" ||
     complain help 'no example'
   expect 'help of discover' 0 '' "$koln" discover --help
-  [ "$(sed '1,/^Subcommands:/d; /^$/,$d' "$out" | grep -c '^  [a-z]')" -eq 1 ] ||
-    complain 'help of discover' 'other commands than databases'
+  for command in databases mailboxes additional; do
+    grep -q "^  $command " "$out" || complain 'help of discover' "no $command"
+  done
   expect 'version' 0 '' "$koln" --version
   grep -Eq '^koln [0-9]+\.[0-9]+\.[0-9]+$' "$out" || complain version 'no version'
 }
 
 # ---- a simulated partition ----------------------------------------------------------------------
-
-data=$work/partition/data
-conf=$work/partition/registry.conf
 
 discover() {
   "$koln" --config "$conf" --data "$data" discover databases "$@"
@@ -230,26 +183,12 @@ start_failures() {
 }
 
 partition_suite() {
-  if [ "$(id -u)" -ne 0 ]; then
-    echo 'SKIPPED: koln becomes the user of the partition, and that takes the rights of root'
-    exit 77
-  fi
-  "$bin/koln-simulate" create "$work/partition" --mailboxes 5 --notes 1 --seed 3 --user "$user" \
-    >"$out" 2>"$err" || {
-    complain 'koln-simulate' 'made no partition'
-    return
-  }
+  partition --mailboxes 5 --notes 1 --seed 3
   databases=$(find "$data" -name '*.n[st]f' | wc -l)
-  LD_LIBRARY_PATH=$(sed -n 's/^_sDominoHomeDir = //p' "$conf")/notes/latest/linux
-  export LD_LIBRARY_PATH
   results
   delivery
   damaged
   start_failures
 }
 
-"${suite}_suite"
-if [ "$failures" -ne 0 ]; then
-  echo "$failures failed"
-  exit 1
-fi
+run
