@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -119,7 +120,7 @@ void PersonItem::index() const {
     const std::optional<ItemValue> value = of(person);
     if (!value) continue;
     for (const std::string_view text : texts(*value))
-      keys.push_back({std::hash<std::string>()(nameKey(text)), person});
+      keys.emplace_back(std::hash<std::string>()(nameKey(text)), person);
   }
   std::sort(keys.begin(), keys.end());
   keys_ = std::move(keys);
@@ -130,12 +131,13 @@ std::vector<std::uint32_t> PersonItem::personsWith(const std::string& key) const
   const std::size_t hash = std::hash<std::string>()(key);
   std::vector<std::uint32_t> persons;
   for (auto entry = std::lower_bound(keys_.begin(), keys_.end(), Key{hash, 0});
-       entry != keys_.end() && entry->hash == hash; ++entry) {
-    if (!persons.empty() && persons.back() == entry->person) continue;
-    const std::vector<std::string_view> names = texts(*of(entry->person));
+       entry != keys_.end() && entry->first == hash; ++entry) {
+    const std::uint32_t person = entry->second;
+    if (!persons.empty() && persons.back() == person) continue;
+    const std::vector<std::string_view> names = texts(*of(person));
     if (std::any_of(names.begin(), names.end(),
                     [&key](std::string_view name) { return nameKey(name) == key; }))
-      persons.push_back(entry->person);
+      persons.push_back(person);
   }
   return persons;
 }

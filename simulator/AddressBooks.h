@@ -14,6 +14,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "ItemValue.h"
@@ -42,11 +43,7 @@ class PersonItem {
     WORD type = TYPE_INVALID_OR_UNKNOWN;
     USHORT size = 0;
   };
-  struct Key {
-    std::size_t hash;
-    std::uint32_t person;
-    auto operator<=>(const Key&) const = default;
-  };
+  using Key = std::pair<std::size_t, std::uint32_t>;  // hash of a text's key, person
   void index() const;
 
   std::vector<Value> values_;

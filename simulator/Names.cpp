@@ -2,6 +2,8 @@
 #include "Names.h"
 
 #include <algorithm>
+#include <memory>
+#include <optional>
 #include <vector>
 
 #include "AddressBooks.h"
@@ -97,7 +99,7 @@ std::string mailAddress(const std::string& name) {
     if (address.empty()) address = firstText(*persons.items[0], person);
     std::string domain = firstText(*persons.items[4], person);
     if (domain.empty()) domain = utf8ToLmbcs(iniVariable("Domain").value_or(""));
-    return address + " @ " + domain;
+    return address.append(" @ ").append(domain);
   }
   throw StatusError(ERR_ROUTER_NOSUCHUSER, name + ": no such person");
 }
@@ -114,7 +116,7 @@ std::string canonicalName(std::string_view name, std::string_view pattern) {
   if (!labelled) addLabels(levels, !open);
   if (open) fillUp(levels, pattern);
   std::string canonical = levels.front();
-  for (std::size_t i = 1; i < levels.size(); ++i) canonical += "/" + levels[i];
+  for (std::size_t i = 1; i < levels.size(); ++i) canonical.append("/").append(levels[i]);
   return canonical;
 }
 

@@ -226,6 +226,42 @@ TEST_F(IntegrationTest, DatabasesOpenByEveryKindOfPathAndAreGivenBack) {
   fs::remove(data() + "/made.nsf");
 }
 
+TEST_F(IntegrationTest, MailboxesAreChosenByDepartmentAndFoundAgainByTheirReplicaIds) {
+  inChild([] {
+    auto instance = startInstance();
+    KoLNUtilities utilities;
+    MailboxLookupStruct lookup;
+    std::set<std::string> everybody, legal, others;
+    utilities.InitializeMBLookup(lookup, false, true, true);
+    EXPECT_FALSE(utilities.DiscoverMailboxes("", &everybody, lookup, 0).IsErrorSet());
+    lookup.filteredDepartments = {"Legal"};
+    EXPECT_FALSE(utilities.DiscoverMailboxes("", &others, lookup, 0).IsErrorSet());
+    lookup.selectedDepartments = {"Legal"};
+    EXPECT_FALSE(utilities.DiscoverMailboxes("", &legal, lookup, 0).IsErrorSet());
+    EXPECT_FALSE(legal.empty());
+    EXPECT_EQ(legal.size() + others.size(), everybody.size());
+    legal.merge(others);
+    EXPECT_EQ(legal, everybody);
+    EXPECT_EQ(everybody.size(), 3u);
+    for (const std::string& file : everybody) {
+      SCOPED_TRACE(file);
+      KoLNDatabase mailbox(file, *instance);
+      EXPECT_EQ(mailbox.Open().GetErrorCode(), NOERROR);
+      std::string replica, title, path;
+      EXPECT_EQ(mailbox.GetTitle(title).GetErrorCode(), NOERROR);
+      EXPECT_NE(title, "");
+      EXPECT_EQ(mailbox.GetReplicaID(replica).GetErrorCode(), NOERROR);
+      EXPECT_EQ(mailbox.LocateByReplicaID(replica, path).GetErrorCode(), NOERROR);
+      EXPECT_EQ(path, fs::path(file).replace_extension(".nsf"));
+      EXPECT_EQ(instance->TakeDBOffline(path).GetErrorCode() & ERR_MASK, ERR_DBINUSE);
+      EXPECT_TRUE(fs::exists(data() + "/" + path));
+    }
+    for (const char* kind : {"databases", "memory", "locks"}) {
+      EXPECT_EQ(openHandles(kind), 0) << kind;
+    }
+  });
+}
+
 TEST_F(IntegrationTest, AWorkerThreadBracketsItsOwnWork) {
   inChild([] {
     auto instance = startInstance();

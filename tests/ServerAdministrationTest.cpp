@@ -25,18 +25,7 @@ class RemoteCommandTest : public testing::Test, protected ScriptedNotes {
       *size = static_cast<DWORD>(memory.size());
       return NOERROR;
     });
-    notes.OSLockObject.answer([this](DHANDLE handle) -> void* {
-      steps.push_back("lock " + std::to_string(handle));
-      return memory.data();
-    });
-    notes.OSUnlockObject.answer([this](DHANDLE handle) {
-      steps.push_back("unlock " + std::to_string(handle));
-      return TRUE;
-    });
-    notes.OSMemFree.answer([this](DHANDLE handle) {
-      steps.push_back("free " + std::to_string(handle));
-      return refused;  // Nobody looks.
-    });
+    lend(memory.data());
   }
 
   // What the server answers; a status of 0xFFFF throws.
@@ -61,7 +50,6 @@ class RemoteCommandTest : public testing::Test, protected ScriptedNotes {
 
   const Texts allSteps = {"cccccc show tasks", "lock 9", "unlock 9", "free 9"};
   std::vector<char> memory = {'o', 'k', '\0'};  // On the heap: reading on is seen.
-  Texts steps;
   std::string response;
   unsigned short length = 0;
 };
@@ -91,6 +79,7 @@ TEST_F(RemoteCommandTest, AnAnswerIsCopiedAsFarAsItFitsAndMeasuredInFull) {
     SCOPED_TRACE(test.memory.substr(0, 20) + " into " + std::to_string(test.room));
     memory.assign(test.memory.begin(), test.memory.end());
     memory.reserve(1);  // Empty memory has an address all the same.
+    lend(memory.data());
     EXPECT_EQ(send(test.room), NOERROR);
     EXPECT_EQ(response.c_str(), test.copied);
     EXPECT_EQ(length, test.length);
@@ -102,6 +91,7 @@ TEST_F(RemoteCommandTest, AnAnswerIsCopiedAsFarAsItFitsAndMeasuredInFull) {
   EXPECT_EQ(notes.DNCanonicalize.argument<4>(), 256);
   notes.OSMemGetSize.answer(refused);  // Then the terminator counts.
   memory = {'l', 'o', 's', 't', '\0', 'x'};
+  lend(memory.data());
   EXPECT_EQ(send(3), NOERROR);
   EXPECT_STREQ(response.c_str(), "los");
   EXPECT_EQ(length, 4);
@@ -125,7 +115,6 @@ TEST_F(RemoteCommandTest, WhatFailsLeavesTheAnswerAloneAndNothingBehind) {
       {"unlock throws", [&] { notes.OSUnlockObject.answer(Throwing{}); }, NOERROR,
         {sent, "lock 9", "free 9"}},
       {"no answer", [&] { console(NULLHANDLE, NOERROR); memory = {'\0'}; }, NOERROR, {sent}},
-      {"unbound", [&] { notes.NSFRemoteConsole.unbind(); }, 0xFFFF, {}},
   };
   // clang-format on
   for (const auto& test : cases) {
@@ -192,17 +181,14 @@ TEST(WholeDatabaseTest, FailuresAreCodesAloneUnlessTheCallDidNotReturn) {
       ScriptedNotes set;
       set.notes.NSFDbOpenExtended.answer(&openExtended);
       test.arrange(set.notes, how);
-      const std::string status = how == Failure::Refused ? "49411" : "65535";
-      const std::string cause = how == Failure::Refused  ? ""
-                                : how == Failure::Throws ? threw(test.notesFunction)
-                                                         : unbound(test.notesFunction);
+      const std::string status = statusOf(how);
+      const std::string cause = how == Failure::Refused ? "" : messageOf(how, test.notesFunction);
       std::string path = "mail/a.nsf";
       EXPECT_EQ(told((set.instance.*test.call)(path)),
                 how == Failure::Refused ? "code 49411" : status + ": " + cause);
-      EXPECT_EQ(set.log.take(),
-                (Lines{{test.function, 0, "DominoInstance",
-                        test.notesFunction + " failed with error" + test.blanks + "(" + status +
-                            "): error string (" + cause + ")"}}));
+      EXPECT_EQ(set.log.take(), (Lines{{test.function, 0, "DominoInstance",
+                                        test.notesFunction + " failed with error" + test.blanks +
+                                            "(" + status + "): error string (" + cause + ")"}}));
       EXPECT_EQ(set.notes.NSFDbClose.count(),
                 test.notesFunction == "NSFDbClose" && how != Failure::Unbound ? 1u : 0u);
     }

@@ -32,9 +32,6 @@ inline std::string threw(const std::string& function) {
   return "Error: caught an exception of unknown type thrown by Domino API function: [" + function +
          "(...)].";
 }
-inline std::string unbound(const std::string& function) {
-  return "Error: Domino API function [" + function + "] is not bound.";
-}
 
 // The three ways in which a call of Notes can fail.
 enum class Failure { Refused, Throws, Unbound };
@@ -42,13 +39,19 @@ constexpr Failure everyFailure[] = {Failure::Refused, Failure::Throws, Failure::
 
 template <typename Function>
 void fail(Function& function, Failure how) {
-  if (how == Failure::Refused) {
-    function.answer(refused);
-  } else if (how == Failure::Throws) {
-    function.answer(Throwing{});
-  } else {
-    function.unbind();
-  }
+  how == Failure::Refused  ? function.answer(refused)
+  : how == Failure::Throws ? function.answer(Throwing{})
+                           : function.unbind();
+}
+
+// What is recorded then, and put into log lines.
+inline std::string statusOf(Failure how) {
+  return how == Failure::Refused ? "49411" : "65535";
+}
+inline std::string messageOf(Failure how, const std::string& function) {
+  return how == Failure::Refused  ? "text of 259"
+         : how == Failure::Throws ? threw(function)
+                                  : "Error: Domino API function [" + function + "] is not bound.";
 }
 
 // The arguments of the last call, from the first on.
@@ -58,7 +61,8 @@ void expectCall(const Function& function, Expected... expected) {
   [&]<std::size_t... Index>(std::index_sequence<Index...>) {
     const std::tuple made(function.template argument<Index>()...);
     EXPECT_EQ(made, std::remove_const_t<decltype(made)>(expected...));
-  }(std::index_sequence_for<Expected...>());
+  }
+  (std::index_sequence_for<Expected...>());
 }
 
 // Copies what is translated as it is; nothing is terminated.
@@ -82,6 +86,29 @@ struct ScriptedNotes {
     notes.NSFDbClose.answer(NOERROR);
   }
 
+  // Lends this address for whatever is locked, and keeps the steps.
+  void lend(void* address) {
+    notes.OSLockObject.answer([=, this](DHANDLE handle) {
+      steps.push_back("lock " + std::to_string(handle));
+      return address;
+    });
+    notes.OSUnlockObject.answer([this](DHANDLE handle) {
+      steps.push_back("unlock " + std::to_string(handle));
+      return TRUE;
+    });
+    notes.OSMemFree.answer([this](DHANDLE handle) {
+      steps.push_back("free " + std::to_string(handle));
+      return refused;  // Nobody looks.
+    });
+  }
+
+  // Every database is titled "T" and can be reported.
+  void describeDatabases() {
+    notes.NSFDbInfoGet.answer();
+    notes.NSFDbInfoParse.answer([](char*, WORD, char* out, WORD) { std::strcpy(out, "T"); });
+    notes.NSFDbReplicaInfoGet.answer();
+  }
+
   // The lines of one function, taken out with all others, as in "0 text".
   Texts linesOf(const std::string& function, const std::string& file) {
     Texts texts;
@@ -97,6 +124,7 @@ struct ScriptedNotes {
   KoLNInstance instance{"Domino", "koln\x12/data", "CN=Mail/O=Org", false};
   FakeNotes notes;
   LogCapture log;
+  Texts steps;
 };
 
 #endif
