@@ -95,8 +95,8 @@ TEST_F(AdditionalDatabasesTest, CountingAnswersWithWhatItReached) {
   };
   // clang-format off
   const struct {
-    std::string directory; STATUS path, search; std::string answer; unsigned long count; Texts lines;
-    std::string opened; std::size_t closed;
+    std::string directory; STATUS path, search; std::string answer; unsigned long count;
+    Texts lines; std::string opened; std::size_t closed;
   } cases[] = {
       {"add", NOERROR, NOERROR, "clean", 2, {}, "add", 1},
       {"add", NOERROR, refused, "clean", 2, {general("0")}, "add", 1},
@@ -105,7 +105,8 @@ TEST_F(AdditionalDatabasesTest, CountingAnswersWithWhatItReached) {
         {"0 Failed to get fully qualified name for additional scan directory [%n]"}, "%n", 1},
       {"d!", NOERROR, NOERROR, "clean", 2, {notTranslated + "d!]."}, "d!", 1},
       {"none", NOERROR, NOERROR, refusedText, 0,
-        {"0 Unable to open the scan directory: [none]. NSFDbOpen() returned: 49411. (text of 259)\n"},
+        {"0 Unable to open the scan directory: [none]. NSFDbOpen() returned: 49411. (text of "
+         "259)\n"},
         "none", 0},
   };
   // clang-format on
@@ -143,7 +144,8 @@ TEST_F(AdditionalDatabasesTest, DirectoriesAreSearchedInOrderUntilOneFails) {
       "NSFSearch(...) returned: [0000c103]. Resulting error string: "
       "[text of 259].";
   // clang-format off
-  const struct { std::string list; bool answer; Texts opened, lines; std::size_t closed; } cases[] = {
+  const struct { std::string list; bool answer; Texts opened, lines; std::size_t closed; }
+      cases[] = {
       {"a?b?c", true, {"a", "b", "c"}, {}, 3},
       {"?a??b?", true, {"a", "b"}, {}, 2},
       {"??", true, {}, {}, 0},
@@ -284,8 +286,9 @@ TEST_F(AdditionalDatabasesTest, AssociatingAnswersWithTheStatusAndKeepsItsEntrie
     std::size_t closed;
   } cases[] = {
       {"none", [] {}, 0, 0, {}, 0},  // Flag bits do not matter.
-      {"shut", [] {}, 0x4107, 0, {"0 Error: unable to open the scan directory: [shut/u]. NSFDbOpen() "
-        "returned: 16647 - text of 263.\n"}, 0},
+      {"shut", [] {}, 0x4107, 0,
+        {"0 Error: unable to open the scan directory: [shut/u]. NSFDbOpen() returned: "
+         "16647 - text of 263.\n"}, 0},
       {"d!", [] {}, -1, 0, {"0 OSTranslate failed on directory: [d!/u]."}, 0},
       {"add", [&] { notes.OSPathNetConstruct.answer(refused); }, 0, 2,
         {"0 Warning: MakeNetworkPath failed on database: [add/u]. "}, 1},
@@ -337,11 +340,14 @@ TEST_F(AdditionalDatabasesTest, AnArchiveMailboxIsAddedIfItsFileExists) {
   writeFile(tooLong, "");
   const std::size_t prefix = base.size() + 1;
   // clang-format off
-  const struct { std::string folder, before, name, path; int answer, count; std::string line; } cases[] = {
+  const struct { std::string folder, before, name, path; int answer, count; std::string line; }
+      cases[] = {
       {"arc", "a_", "user1", base + "/arc/a_user1.nsf", 0, 1, "Including archive mailbox ["},
       {"arc", "a_", "user2", base + "/arc/a_user2.nsf", 0, 0, "Archive mailbox ["},
-      {"arc", "a_", "b!", base + "/arc/a_b!.nsf", -1, 1, "OSTranslate failed on archive mailbox: ["},
-      {fits.substr(prefix, 200), "", fits.substr(prefix + 201), fits, 0, 1, "Including archive mailbox ["},
+      {"arc", "a_", "b!", base + "/arc/a_b!.nsf", -1, 1,
+        "OSTranslate failed on archive mailbox: ["},
+      {fits.substr(prefix, 200), "", fits.substr(prefix + 201), fits, 0, 1,
+        "Including archive mailbox ["},
       {fits.substr(prefix, 200), "", tooLong.substr(prefix + 201), tooLong, -1, 1,
         "OSTranslate failed on archive mailbox: ["},
   };

@@ -310,7 +310,8 @@ TEST_F(OpenPropertiesTest, AnAccessListIsStoredFromUnlockedMemoryThatIsFreedWhat
   char block[4], data[] = {'A', 'C', 'L', '!'};
   char* given = data;
   // clang-format off
-  const struct { std::function<void()> arrange; std::string answer; Texts lines, steps; } cases[] = {
+  const struct { std::function<void()> arrange; std::string answer; Texts lines, steps; }
+      cases[] = {
       {[] {}, "clean", {setting}, {"lock 21", "unlock 21", "store ACL", "free 21"}},
       {[&] { notes.OSMemAlloc.answer(refused); }, "clean", {"0 OSMemAlloc() failed, "}, {}},
       {[&] { notes.OSMemAlloc.answer(Throwing{}); }, "0: " + threw("OSMemAlloc"),

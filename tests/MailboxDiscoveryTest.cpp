@@ -286,9 +286,9 @@ TEST_F(MailboxDiscoveryTest, WhateverTheLookupAnswersItsMemoryIsReleased) {
       {"no buffer", [&] { lookupAnswers(NULLHANDLE, NOERROR); }, "clean", found(0), {}, {}},
       {"no lock", [&] { notes.OSLockObject.answer(nullptr); }, "65535: " + notLocked,
         "0 " + notLocked, {}, {"free 5"}},
-      {"no record", [&] { notes.NAMELocateNextName2.answer([](void*, void*, DWORD* matches) -> void* {
+      {"no record", [&] { notes.NAMELocateNextName2.answer([](void*, void*, DWORD* matches) {
           *matches = 3;
-          return nullptr;
+          return static_cast<void*>(nullptr);
         }); }, "clean", found(0), {}, all},
       {"too few", [&] { announced = 9; }, "clean", found(9), {"a.nsf", "b.nsf"}, all},
       {"fewer asked", [&] { announced = 1; }, "clean", found(1), {"a.nsf"}, all},
@@ -336,23 +336,23 @@ TEST_F(MailboxDiscoveryTest, EveryMailFileIsReportedUntilTheSessionIsLost) {
     const std::string id = "($All)\x15" + std::string("00000000:00000000\x15");
     const std::string checking = "4 Checking session status....";
     const std::string skipped = "0 Database [bad.nsf] will be skipped. reason 49411 - text of 259";
+    const std::string notNamed = "0 Failed to get Canonical Name for the mail database ";
     const std::string lost =
         "0 Warning: detected a session disconnection (e.g. user may have hit "
         "cancel during discovery.) Aborting discovery.";
     const std::string ended = "0 Terminating Discover due to session Disconnection Error";
     // clang-format off
     const struct {
-      std::vector<Person> persons; bool shortForm; std::string answer; Texts sent, lines; int checks;
+      std::vector<Person> persons; bool shortForm; std::string answer; Texts sent, lines;
+      int checks;
     } cases[] = {
         {{{"bad.nsf", "CN=B"}, {"a.nsf", "CN=A"}}, false, "clean", {"u:a.nsf" + id + "CN=A"},
           {checking, skipped, checking}, 2},
         {{{"a.nsf", "CN=A", refused}, {"bad.nsf"}}, true, refusedText, {"u:a.nsfu:T"},
-          {"0 Failed to get Canonical Name for the mail database a.nsf", checking, checking, skipped},
-          0},
+          {notNamed + "a.nsf", checking, checking, skipped}, 0},
         {{{"a.nsf", "A"}, {"b.nsf", "B", refused}, {"c.nsf"}}, false, "clean",
           {"u:a.nsf" + id + "A", "u:b.nsf" + id},
-          {checking, "0 Failed to get Canonical Name for the mail database b.nsf", checking, checking,
-            lost}, 3},
+          {checking, notNamed + "b.nsf", checking, checking, lost}, 3},
         {{{"unsent.nsf"}, {"b.nsf"}}, true, "65535: Failed to send DB information to OV",
           {"u:unsent.nsfu:T"}, {checking, ended}, 0},
     };

@@ -1,5 +1,5 @@
-// A replica found by its ID against a scripted Notes API: how the text is read, what is asked of the
-// data directory, and that the directory is closed once on every way out.
+// A replica found by its ID against a scripted Notes API: how the text is read, what is asked of
+// the data directory, and that the directory is closed once on every way out.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -88,13 +88,15 @@ TEST_F(ReplicaLocationTest, WhatFailsIsToldAndLeavesThePathAlone) {
       {"0000000A000000BC", [] {}, "65535: " + noColon, "0 " + noColon, 0},
       {std::string(1023, '0') + ":1", [] {}, "65535: " + noColon, "0 " + noColon, 0},
       {"", [] {}, "65535: " + noColon, "0 " + noColon, 0},
-      {"A:BC", [&] { answer("garbage", refused); }, refusedText, notLocated("49411", "text of 259"), 1},
+      {"A:BC", [&] { answer("garbage", refused); }, refusedText,
+        notLocated("49411", "text of 259"), 1},
       {"A:BC", [&] { answer("garbage", 0xFFFF); }, "65535: " + threw("NSFDbLocateByReplicaID"),
         notLocated("65535", threw("NSFDbLocateByReplicaID")), 1},
       {"A:BC", [&] { notes.NSFDbOpen.answer(Throwing{}); }, "65535: " + threw("NSFDbOpen"),
         notOpened(threw("NSFDbOpen")), 0},
       {"A:BC", [&] { notes.NSFDbOpen.answer(refused); }, refusedText, notOpened("text of 259"), 0},
-      {"A:BC", [&] { instance.SetDataDirectory(""); }, "65535: " + noDirectory, "0 " + noDirectory, 0},
+      {"A:BC", [&] { instance.SetDataDirectory(""); }, "65535: " + noDirectory,
+        "0 " + noDirectory, 0},
   };
   // clang-format on
   for (const auto& test : cases) {
