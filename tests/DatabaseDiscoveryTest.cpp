@@ -2,57 +2,16 @@
 // byte for byte, which databases are reported once, and the search for a restore view.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstddef>
-#include <cstdio>
-#include <cstring>
 #include <functional>
 #include <set>
 #include <string>
-#include <vector>
 
-#include "DominoInstance.h"
 #include "NotesUtilities.h"
 #include "findDataPartition.h"
-#include "support/FakeNotes.h"
-#include "support/LogCapture.h"
+#include "support/ScriptedNotes.h"
 
 namespace {
-
-using Lines = std::vector<LogCapture::Line>;
-using Texts = std::vector<std::string>;
-
-constexpr STATUS refused = 0xC000 | ERR_NOEXIST;  // 49411, text of 259
-constexpr const char* refusedText = "49411: text of 259";
-
-std::string told(const KoLNError& error) {
-  return error.IsErrorSet() ? std::to_string(error.GetErrorCode()) + ": " + error.GetMessage()
-         : error.GetErrorCode() == 0 ? "clean"
-                                     : "code only";
-}
-
-std::string threw(const std::string& function) {
-  return "Error: caught an exception of unknown type thrown by Domino API function: [" + function +
-         "(...)].";
-}
-
-// Copies what is translated as it is; nothing is terminated.
-WORD copyText(WORD, const char* in, WORD length, char* out, WORD capacity) {
-  const WORD copied = std::min(length, capacity);
-  std::memcpy(out, in, copied);
-  return copied;
-}
-
-STATUS openDatabase(const char*, DBHANDLE* out) {
-  *out = 7;
-  return NOERROR;
-}
-
-// Fails, and leaves something in its output.
-STATUS openBadly(const char*, DBHANDLE* out) {
-  *out = 0xBAD;
-  return refused;
-}
 
 // A step that goes wrong, and what must come of it.
 struct FailingStep {
@@ -62,14 +21,8 @@ struct FailingStep {
   Texts lines;
 };
 
-class DiscoveryTest : public testing::Test {
+class DiscoveryTest : public testing::Test, protected ScriptedNotes {
  protected:
-  DiscoveryTest() {
-    notes.OSLoadString.answer([](HMODULE, STATUS code, char* out, WORD capacity) {
-      return static_cast<WORD>(std::snprintf(out, capacity, "text of %d", code));
-    });
-  }
-
   // Log lines up to a level, taken out; all must be of one function.
   Texts linesUpTo(int level, const char* function) {
     Texts texts;
@@ -83,8 +36,6 @@ class DiscoveryTest : public testing::Test {
     return texts;
   }
 
-  FakeNotes notes;
-  LogCapture log;
   KoLNUtilities utilities;
 };
 
@@ -112,10 +63,9 @@ class ProcessDatabaseTest : public DiscoveryTest {
   ~ProcessDatabaseTest() override { SetSendMsgCallback(nullptr); }
 
   void succeed() {
-    notes.OSTranslate.answer(&copyText);
-    notes.NSFDbOpen.answer(&openDatabase);
+    allow();
     notes.NSFDbInfoGet.answer([](DBHANDLE database, char* out) {
-      EXPECT_EQ(database, 7u);
+      EXPECT_EQ(database, 11u);
       std::memset(out, 'i', NSF_INFO_SIZE);  // The whole buffer, without a terminator.
       return NOERROR;
     });
@@ -125,10 +75,9 @@ class ProcessDatabaseTest : public DiscoveryTest {
       EXPECT_EQ(capacity, 127);
       std::memcpy(out, title.data(), std::min<std::size_t>(title.size(), capacity));
     });
-    notes.NSFDbReplicaInfoGet.answer([](DBHANDLE, DBREPLICAINFO* out) {
-      out->ID = {{0x0012F3C4, 0x05257A1B}};
-      return NOERROR;
-    });
+    DBREPLICAINFO replica = {};
+    replica.ID = {{0x0012F3C4, 0x05257A1B}};
+    notes.NSFDbReplicaInfoGet.answer(gives(replica));
   }
 
   std::string process(std::string path, const std::string& extra = "", bool shortForm = false) {
@@ -223,16 +172,12 @@ TEST_F(ProcessDatabaseTest, AFailingStepEndsItWithRecordAndLine) {
   const std::string mailFile =
       "0 Error: unable to get mail file handle for: [m/a.nsf]. NSFDbOpen(...) returned: ";
   const std::string replicaLine = "0 Failed to fetch ReplicaID for database m/a.nsf. error ";
-  const std::string unbound = "Error: Domino API function [NSFDbReplicaInfoGet] is not bound.";
   const std::string noTitle = "65535: OSTranslate failed on DBTitle";
   const std::string titleLine = "0 DBTitle OSTranslate failed on: [Mail of User One]";
   // clang-format off
   const FailingStep steps[] = {
-      {"open refused", [](FakeNotes& fake) { fake.NSFDbOpen.answer(&openBadly); }, refusedText,
+      {"open refused", [](FakeNotes& fake) { fake.NSFDbOpen.answer(gives(DBHANDLE{0xBAD}, refused)); }, refusedText,
        {mailFile + "[49411]. Resulting error string: [text of 259]."}},
-      {"open throws", [](FakeNotes& fake) { fake.NSFDbOpen.answer(Throwing{}); },
-       "65535: " + threw("NSFDbOpen"),
-       {mailFile + "[65535]. Resulting error string: [" + threw("NSFDbOpen") + "]."}},
       {"information refused", [](FakeNotes& fake) { fake.NSFDbInfoGet.answer(refused); },
        refusedText,
        {"0 Error: unable to get database information for: [m/a.nsf]. NSFDbInfoGet(...) returned: "
@@ -249,8 +194,6 @@ TEST_F(ProcessDatabaseTest, AFailingStepEndsItWithRecordAndLine) {
        "65535: OSTranslate failed on DBName", {"0 DBName OSTranslate failed on: [m/a.nsf]"}},
       {"replica refused", [](FakeNotes& fake) { fake.NSFDbReplicaInfoGet.answer(refused); },
        refusedText, {replicaLine + "49411 - text of 259"}},
-      {"replica unbound", [](FakeNotes& fake) { fake.NSFDbReplicaInfoGet.unbind(); },
-       "65535: " + unbound, {replicaLine + "65535 - " + unbound}},
   };
   // clang-format on
   for (const FailingStep& step : steps) {
@@ -310,19 +253,13 @@ class DiscoverDatabasesTest : public DiscoveryTest {
 
   void succeed() {
     instance.SetDataDirectory("/local/data");
-    notes.OSTranslate.answer(&copyText);
-    notes.OSPathNetConstruct.answer([](const char*, const char*, const char* file, char* out) {
-      std::strcpy(out, file);
-      return NOERROR;
-    });
-    notes.NSFDbOpen.answer(&openDatabase);
+    allow();
     notes.TimeConstant.answer([](WORD, TIMEDATE* out) { *out = {{1, 2}}; });
     notes.NSFSearch.answer([this](auto, auto, auto, auto, auto, TIMEDATE* since, auto...) {
       EXPECT_EQ(since->Innards[1], 2u);
       EXPECT_EQ(notes.NSFDbClose.count(), closedBefore);
       return NOERROR;
     });
-    notes.NSFDbClose.answer(NOERROR);
   }
 
   std::string discover() {
@@ -331,7 +268,6 @@ class DiscoverDatabasesTest : public DiscoveryTest {
     return told(utilities.DiscoverDatabases(&pointer, context, &ignoreMatch));
   }
 
-  KoLNInstance instance;
   int host = 0;
   DocSummary_type* context = reinterpret_cast<DocSummary_type*>(&host);
   std::size_t closedBefore = 0;
@@ -344,15 +280,10 @@ TEST_F(DiscoverDatabasesTest, SearchesTheDataDirectoryForDatabaseFiles) {
   EXPECT_EQ(notes.OSPathNetConstruct.argument<1>(), "(null)");
   EXPECT_EQ(notes.NSFDbOpen.argument<0>(), "/local/data");
   EXPECT_EQ(notes.TimeConstant.argument<0>(), 2);
-  EXPECT_EQ(notes.NSFSearch.argument<0>(), 7u);
-  EXPECT_EQ(notes.NSFSearch.argument<1>(), 0u);
-  EXPECT_EQ(notes.NSFSearch.argument<2>(), nullptr);
-  EXPECT_EQ(notes.NSFSearch.argument<3>(), 0x0006);
-  EXPECT_EQ(notes.NSFSearch.argument<4>(), 0x600A);
+  expectCall(notes.NSFSearch, 11u, NULLHANDLE, nullptr, 0x0006, 0x600A);
   EXPECT_EQ(notes.NSFSearch.argument<6>(), &ignoreMatch);
   EXPECT_EQ(notes.NSFSearch.argument<7>(), context);
-  EXPECT_EQ(notes.NSFDbClose.count(), 1u);
-  EXPECT_EQ(notes.NSFDbClose.argument<0>(), 7u);
+  expectCall(notes.NSFDbClose, 11u);
   EXPECT_EQ(log.take(), Lines{});
 }
 
@@ -364,13 +295,11 @@ TEST_F(DiscoverDatabasesTest, TheFirstFailureIsReturnedAndTheDirectoryClosed) {
   const struct : FailingStep { std::size_t searches, closes; } steps[] = {
       {{"network path", [](FakeNotes& fake) { fake.OSPathNetConstruct.answer(refused); },
         refusedText, {"database /local/data, error (49411) text of 259"}}, 0, 0},
-      {{"open", [](FakeNotes& fake) { fake.NSFDbOpen.answer(&openBadly); },
+      {{"open", [](FakeNotes& fake) { fake.NSFDbOpen.answer(gives(DBHANDLE{0xBAD}, refused)); },
         refusedText, {directoryLine}}, 0, 0},
       {{"time", [](FakeNotes& fake) { fake.TimeConstant.answer(Throwing{}); },
         "65535: " + threw("TimeConstant"), {}}, 0, 1},
       {{"search", [](FakeNotes& fake) { fake.NSFSearch.answer(refused); }, refusedText, {}}, 1, 1},
-      {{"search throws", [](FakeNotes& fake) { fake.NSFSearch.answer(Throwing{}); },
-        "65535: " + threw("NSFSearch"), {}}, 1, 1},
       {{"close", [](FakeNotes& fake) { fake.NSFDbClose.answer(ERR_MEMORY); },
         "263: text of 263", {}}, 1, 1},
       {{"search and close", [](FakeNotes& fake) { fake.NSFSearch.answer(refused);
@@ -420,11 +349,8 @@ class FindAViewTest : public DiscoveryTest {
   }
 
   void succeed() {
-    notes.OSTranslate.answer(&copyText);
-    notes.NSFNoteOpenExt.answer([](DBHANDLE, NOTEID, DWORD, NOTEHANDLE* out) {
-      *out = 21;
-      return NOERROR;
-    });
+    allow();
+    notes.NSFNoteOpenExt.answer(gives(NOTEHANDLE{21}));
     notes.NSFItemGetText.answer([this](NOTEHANDLE note, const char*, char* out, WORD capacity) {
       EXPECT_EQ(note, 21u);
       EXPECT_EQ(notes.NSFNoteClose.count(), closedBefore);
@@ -464,9 +390,7 @@ TEST_F(FindAViewTest, TheFirstTitleThatHoldsTheTextWins) {
 
   EXPECT_EQ(find("Last Restore\\By Date"), opened);
   EXPECT_EQ(search.state, 0xFFFFFFFF);
-  EXPECT_EQ(notes.NSFNoteOpenExt.argument<0>(), 7u);
-  EXPECT_EQ(notes.NSFNoteOpenExt.argument<1>(), 0x11A6u);
-  EXPECT_EQ(notes.NSFNoteOpenExt.argument<2>(), OPEN_SUMMARY);
+  expectCall(notes.NSFNoteOpenExt, 7u, 0x11A6u, OPEN_SUMMARY);
   EXPECT_EQ(notes.NSFItemGetText.argument<1>(), "$TITLE");
   EXPECT_EQ(notes.NSFItemGetText.argument<3>(), 1024);
   EXPECT_EQ(notes.OSTranslate.argument<0>(), OS_TRANSLATE_LMBCS_TO_UTF8);
@@ -513,21 +437,15 @@ TEST_F(FindAViewTest, TheNoteIsClosedOnEveryWayOut) {
   const auto warning = [](const std::string& title) {
     return "-1 Warning: an exception was found while processing view: [" + title + "].";
   };
-  const auto garbageThen = [](bool throws) {
-    return [throws](DBHANDLE, NOTEID, DWORD, NOTEHANDLE* out) -> STATUS {
-      *out = 0xBAD;
-      return throws ? throw Throwing{} : refused;
-    };
-  };
   const auto halfATitle = [](NOTEHANDLE, const char*, char* out, WORD) -> WORD {
     std::strcpy(out, "half");
     throw Throwing{};
   };
   // clang-format off
   const struct { FailingStep step; std::pair<STATUS, std::size_t> answer; } cases[] = {
-      {{"open refused", [&](FakeNotes& fake) { fake.NSFNoteOpenExt.answer(garbageThen(false)); },
+      {{"open refused", [&](FakeNotes& fake) { fake.NSFNoteOpenExt.answer(gives(NOTEHANDLE{0xBAD}, refused)); },
         "", {"-1 Could not open note 0x11a6 - 49411"}}, {refused, 0}},
-      {{"open throws", [&](FakeNotes& fake) { fake.NSFNoteOpenExt.answer(garbageThen(true)); },
+      {{"open throws", [&](FakeNotes& fake) { fake.NSFNoteOpenExt.answer(gives(NOTEHANDLE{0xBAD}, 0xFFFF)); },
         "", {warning("")}}, untouched},
       {{"no title", [](FakeNotes& fake) { fake.NSFItemGetText.answer(0); }, "", {}}, opened},
       {{"reading throws", [&](FakeNotes& fake) { fake.NSFItemGetText.answer(halfATitle); },

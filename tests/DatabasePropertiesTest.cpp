@@ -156,10 +156,7 @@ TEST_F(OpenPropertiesTest, SizesTimesAndReplicaIdsAreTheRightHalf) {
   });
   db.GetSize(first);
   EXPECT_EQ(first, 0xFFFFFFFF);
-  notes.NSFDbIDGet.answer([](DBHANDLE, TIMEDATE* id) {
-    *id = {{3, 4}};
-    return NOERROR;
-  });
+  notes.NSFDbIDGet.answer(gives(TIMEDATE{{3, 4}}));
   db.GetCreationTime(time);
   EXPECT_EQ(std::pair(time.Innards[0], time.Innards[1]), std::pair(3u, 4u));
 
@@ -182,10 +179,7 @@ TEST_F(OpenPropertiesTest, SizesTimesAndReplicaIdsAreTheRightHalf) {
   const std::tuple<DWORD, DWORD, std::string> ids[] = {{1, 2, "00000002:00000001"},
                                                        {0xFFFFFFFF, 0xABCDEF, "00ABCDEF:FFFFFFFF"}};
   for (const auto& [low, high, id] : ids) {
-    notes.NSFDbReplicaInfoGet.answer([low = low, high = high](DBHANDLE, DBREPLICAINFO* out) {
-      *out = {{{low, high}}, 0xFFFF, 0xFFFF, {{9, 9}}};
-      return NOERROR;
-    });
+    notes.NSFDbReplicaInfoGet.answer(gives(DBREPLICAINFO{{{low, high}}, 0xFFFF, 0xFFFF, {{9, 9}}}));
     db.GetReplicaID(text);
     EXPECT_EQ(text, id);
   }
@@ -287,15 +281,14 @@ TEST_F(OpenPropertiesTest, TheCanonicalNameIsTheAddressBeforeItsFirstAtSign) {
 
   std::string out = "old";
   db.title = "%s One";
-  notes.MailLookupAddress.answer(refused);
-  EXPECT_EQ(told(db.GetCanonicalName(out)), refusedText);
-  const std::string failed = "Failed to fetch Canonical name for database %s One. error (";
-  EXPECT_EQ(log.take(),
-            (Lines{{"GetCanonicalName", -1, "NotesDatabase", failed + "49411) text of 259"}}));
-  notes.MailLookupAddress.answer(Throwing{});
-  EXPECT_EQ(told(db.GetCanonicalName(out)), "65535: " + threw("MailLookupAddress"));
-  EXPECT_EQ(log.take(), (Lines{{"GetCanonicalName", -1, "NotesDatabase",
-                                failed + "65535) " + threw("MailLookupAddress")}}));
+  for (const Failure how : everyFailure) {
+    fail(notes.MailLookupAddress, how);
+    const std::string message = messageOf(how, "MailLookupAddress");
+    EXPECT_EQ(told(db.GetCanonicalName(out)), statusOf(how) + ": " + message);
+    EXPECT_EQ(log.take(), (Lines{{"GetCanonicalName", -1, "NotesDatabase",
+                                  "Failed to fetch Canonical name for database %s One. error (" +
+                                      statusOf(how) + ") " + message}}));
+  }
   db.title = "";
   EXPECT_EQ(told(db.GetCanonicalName(out)), "clean");
   EXPECT_EQ(log.take(),
@@ -330,10 +323,7 @@ TEST_F(OpenPropertiesTest, AnAccessListIsStoredFromUnlockedMemoryThatIsFreedWhat
     steps.clear();
     std::strcpy(block, "xxx");
     lend(block);
-    notes.OSMemAlloc.answer([](WORD, DWORD, DHANDLE* out) {
-      *out = 21;
-      return NOERROR;
-    });
+    notes.OSMemAlloc.answer(gives(DHANDLE{21}));
     notes.NSFDbStoreACL.answer([&](DBHANDLE, DHANDLE, DWORD, WORD) {
       steps.push_back(std::string("store ") + block);
       return NOERROR;

@@ -181,28 +181,23 @@ TEST(DataPartition, IsFoundThroughItsDataDirectory) {
 TEST(DataPartition, IsNotFoundWithoutAnyOfItsPartsAndThenNothingIsChanged) {
   const std::string tooLong = "D\x12/" + std::string(1023, 'd');
   const std::string ofSeven = " from registry(Partition=7)";
+  const std::string longData = "/" + std::string(1012, 'd');
+  // clang-format off
   const std::pair<std::function<void(StartSetting&)>, std::string> cases[] = {
       {[](auto& s) { s.name = "Domino"; }, "No delimiter found in instance name Domino."},
       {[&](auto& s) { s.name = tooLong; },
        "Data directory of instance name " + tooLong + " is too long."},
-      {[](auto& s) {
-         s.host.values.erase({FakeKoLib::noKey, "_sDominoHomeDir"});
-       },
+      {[](auto& s) { s.host.values.erase({FakeKoLib::noKey, "_sDominoHomeDir"}); },
        "Could not get Domino Home Directory from registry"},
-      {[](auto& s) {
-         s.host.values.erase({"7", "sDominoDataDir"});
-       },
+      {[](auto& s) { s.host.values.erase({"7", "sDominoDataDir"}); },
        "Could not get Domino Data Directory" + ofSeven},
-      {[](auto& s) {
-         s.host.values.erase({"7", "sDominoUser"});
-       },
+      {[](auto& s) { s.host.values.erase({"7", "sDominoUser"}); },
        "Could not get Domino User" + ofSeven},
-      {[](auto& s) {
-         s.host.values[{"7", "sDominoDataDir"}] = "/" + std::string(1012, 'd');
-       },
-       "Path of notes.ini in data directory /" + std::string(1012, 'd') + " is too long."},
+      {[&](auto& s) { s.host.values[{"7", "sDominoDataDir"}] = longData; },
+       "Path of notes.ini in data directory " + longData + " is too long."},
       {[](auto& s) { unlink(s.notesIni.c_str()); },
        "Notes.ini file not found.  Notes initialization will fail."},
+      // clang-format on
   };
   inChild([&] {
     for (const auto& [arrange, line] : cases) {
@@ -235,8 +230,10 @@ TEST(PartitionStart, StartsTheRuntimeAndReportsItsDataDirectory) {
   inChild([] {
     StartSetting s;
     Initialization start;
+    HoldFile hold(3);
     EXPECT_FALSE(notesAPIInitialized);
     EXPECT_TRUE(start.of(s.name));
+    EXPECT_EQ(hold.sleeps(), std::vector<unsigned>(3, 1)) << "while the hold file is there";
     EXPECT_EQ(s.passed, (Texts{s.home, "=" + s.notesIni}));
     EXPECT_EQ((Texts{noteInitArgv[0], noteInitArgv[1]}), s.passed);
     EXPECT_TRUE(notesAPIInitialized);
@@ -288,18 +285,6 @@ TEST(PartitionStart, FailsWithTheRuntime) {
     FakeKoLib host;
     EXPECT_FALSE(initializePartitionForProxy(nullptr));
     EXPECT_EQ(host.debug, Texts{});
-  });
-}
-
-TEST(PartitionStart, WaitsWhileTheHoldFileIsThere) {
-  inChild([] {
-    StartSetting s;
-    HoldFile hold(3);
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(Initialization().of(s.name));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "sleeping: Please remove the file /tmp/lndb_debug to proceed\n");
-    EXPECT_EQ(hold.sleeps(), std::vector<unsigned>(3, 1));
   });
 }
 

@@ -89,24 +89,18 @@ TEST(LogLine, OfWhichTheSinkThrowsIsLostAndNothingElse) {
 
 TEST(LogFilename, IsTheProgramsNameWithoutFolderAndEnding) {
   const auto folder = [](std::size_t length) { return std::string(length, 'd'); };
+  // clang-format off
   const std::pair<std::string, std::string> cases[] = {
-      {"/opt/x/lndb.log", "lndb"},
-      {"/var/log/ab.c.d", "ab"},
-      {"lndb", "lndb"},
-      {"/opt.d/ab", "ab"},
-      {"/opt/..hidden.log", "hidden"},
-      {"/var/log/a.txt", "none"},
-      {"x.log", "none"},
-      {"/a/b/", "none"},
-      {"", "none"},
-      {"/", "none"},
-      {"/opt/....", "none"},
+      {"/opt/x/lndb.log", "lndb"}, {"/var/log/ab.c.d", "ab"}, {"lndb", "lndb"},
+      {"/opt.d/ab", "ab"}, {"/opt/..hidden.log", "hidden"}, {"/var/log/a.txt", "none"},
+      {"x.log", "none"}, {"/a/b/", "none"}, {"", "none"}, {"/", "none"}, {"/opt/....", "none"},
       {"/opt/.h.log", "none"},
-      // Only the first 1,023 bytes count, also in the search for the "/".
+            // Only the first 1,023 bytes count, also in the search for the "/".
       {folder(1019) + "/abcdef", "abc"},
       {folder(1021) + "/abcdef", "none"},
       {folder(1023) + "/abcdef", folder(1023)},
   };
+  // clang-format on
   for (const auto& [path, expected] : cases) {
     const std::unique_ptr<char, decltype(&std::free)> name(GetLogFilename(path.c_str()),
                                                            &std::free);

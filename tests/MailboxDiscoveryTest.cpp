@@ -268,13 +268,6 @@ TEST_F(MailboxDiscoveryTest, OnlyASingleTextIsAMailFile) {
 TEST_F(MailboxDiscoveryTest, WhateverTheLookupAnswersItsMemoryIsReleased) {
   const std::string notLocked = "Unable to lock the result of NAMELookup2 (OSLockObject).";
   const Texts all = {"lock 5", "unlock 5", "free 5"};
-  const auto lookupAnswers = [&](DHANDLE handle, STATUS status) {
-    notes.NAMELookup2.answer([=](const char*, DWORD, WORD, const char*, WORD, const char*, WORD,
-                                 const char*, DHANDLE* out) {
-      *out = handle;
-      return status;
-    });
-  };
   const std::string refusedLine =
       "0 NameLokup failed for Instance " + server + ", error (49411) text of 259";
   // clang-format off
@@ -282,8 +275,8 @@ TEST_F(MailboxDiscoveryTest, WhateverTheLookupAnswersItsMemoryIsReleased) {
     std::string title; std::function<void()> arrange; std::string answer, line;
     Files files; Texts steps;
   } cases[] = {
-      {"refused", [&] { lookupAnswers(0xBAD, refused); }, refusedText, refusedLine, {}, {}},
-      {"no buffer", [&] { lookupAnswers(NULLHANDLE, NOERROR); }, "clean", found(0), {}, {}},
+      {"refused", [&] { notes.NAMELookup2.answer(gives(DHANDLE{0xBAD}, refused)); }, refusedText, refusedLine, {}, {}},
+      {"no buffer", [&] { notes.NAMELookup2.answer(gives(DHANDLE{0})); }, "clean", found(0), {}, {}},
       {"no lock", [&] { notes.OSLockObject.answer(nullptr); }, "65535: " + notLocked,
         "0 " + notLocked, {}, {"free 5"}},
       {"no record", [&] { notes.NAMELocateNextName2.answer([](void*, void*, DWORD* matches) {

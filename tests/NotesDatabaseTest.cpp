@@ -4,50 +4,25 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdio>
-#include <cstring>
 #include <functional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "DominoInstance.h"
-#include "support/FakeNotes.h"
-#include "support/LogCapture.h"
+#include "support/ScriptedNotes.h"
 
 namespace {
 
-using Lines = std::vector<LogCapture::Line>;
 using Handles = std::vector<DBHANDLE>;
-
-// Flag bits as Notes sets them on what a server reports: kept in codes, dropped for the text.
-constexpr STATUS refused = 0xC000 | ERR_NOEXIST;
-constexpr const char* refusedText = "49411: text of 259";
-constexpr const char* unboundOpen = "Error: Domino API function [NSFDbOpen] is not bound.";
-
-std::string told(const KoLNError& error) {
-  if (error.IsErrorSet()) {
-    return std::to_string(error.GetErrorCode()) + ": " + error.GetMessage();
-  }
-  return error.GetErrorCode() == 0 ? "clean" : "code " + std::to_string(error.GetErrorCode());
-}
-
-std::string threw(const std::string& function) {
-  return "Error: caught an exception of unknown type thrown by Domino API function: [" + function +
-         "(...)].";
-}
 
 LogCapture::Line line(const std::string& text) {
   return {"Open", 0, "NotesDatabase", text};
 }
 
-class NotesDatabaseTest : public testing::Test {
+class NotesDatabaseTest : public testing::Test, protected ScriptedNotes {
  protected:
   NotesDatabaseTest() {
-    notes.OSLoadString.answer([](HMODULE, STATUS code, char* out, WORD capacity) {
-      return static_cast<WORD>(std::snprintf(out, capacity, "text of %d", code));
-    });
     notes.NSFDbOpen.answer([this](const char*, DBHANDLE* out) {
       *out = ++lastHandle;
       return NOERROR;
@@ -56,20 +31,12 @@ class NotesDatabaseTest : public testing::Test {
       closed.push_back(handle);
       return NOERROR;
     });
-    notes.OSTranslate.answer([](WORD, const char* in, WORD length, char* out, WORD capacity) {
-      const WORD copied = std::min(length, capacity);
-      std::memcpy(out, in, copied);
-      return copied;
-    });
     notes.OSPathNetConstruct.answer([](const char*, const char*, const char* file, char* out) {
       std::strcpy(out, (std::string("net!!") + file).c_str());
       return NOERROR;
     });
   }
 
-  KoLNInstance instance{"Domino", "koln\x12/data", "CN=Mail/O=Org", false};
-  FakeNotes notes;
-  LogCapture log;
   DBHANDLE lastHandle = 10;
   Handles closed;
 };
@@ -81,9 +48,6 @@ TEST_F(NotesDatabaseTest, BeginsClosedAndIsLaidOutForItsHosts) {
   EXPECT_EQ(db.GetName(), "mail/own.nsf");
   EXPECT_EQ(db.GetHandle(), NULLHANDLE);
   EXPECT_EQ(db.title, "");
-  EXPECT_FALSE(db.GetQuotaUsage());
-  db.SetQuotaUsage();
-  EXPECT_TRUE(db.GetQuotaUsage());
 
   DWORD acl = 7;
   db.SetMigrationCriteria(DbMigrateCriteria());
@@ -98,9 +62,7 @@ TEST_F(NotesDatabaseTest, CreateForcesANoteFileUnderItsName) {
     KoLNDatabase db(name, instance);
     notes.NSFDbCreate.answer(NOERROR);
     EXPECT_EQ(told(db.Create()), "clean");
-    EXPECT_EQ(notes.NSFDbCreate.argument<0>(), name);
-    EXPECT_EQ(notes.NSFDbCreate.argument<1>(), 0xFF01);
-    EXPECT_EQ(notes.NSFDbCreate.argument<2>(), TRUE);
+    expectCall(notes.NSFDbCreate, name, 0xFF01, TRUE);
     EXPECT_EQ(db.GetHandle(), NULLHANDLE);
     notes.NSFDbCreate.answer(refused);
     EXPECT_EQ(told(db.Create()), refusedText);
@@ -127,8 +89,7 @@ TEST_F(NotesDatabaseTest, EachWayOfOpeningHandsNotesItsOwnPath) {
   }
   EXPECT_EQ(closed, (Handles{11, 12, 13, 14}));
   EXPECT_EQ(notes.OSPathNetConstruct.count(), 1u);
-  EXPECT_EQ(notes.OSPathNetConstruct.argument<0>(), "(null)");
-  EXPECT_EQ(notes.OSPathNetConstruct.argument<1>(), "CN=Mail/O=Org");
+  expectCall(notes.OSPathNetConstruct, "(null)", "CN=Mail/O=Org");
   ASSERT_EQ(notes.OSTranslate.count(), 3u);  // The own name goes as it stands.
   EXPECT_EQ(notes.OSTranslate.argument<0>(), OS_TRANSLATE_UTF8_TO_LMBCS);
   EXPECT_EQ(notes.OSTranslate.argument<2>(0), 7);
@@ -138,27 +99,19 @@ TEST_F(NotesDatabaseTest, EachWayOfOpeningHandsNotesItsOwnPath) {
 }
 
 TEST_F(NotesDatabaseTest, AFailedOpenLeavesNoHandleBehind) {
-  bool throws = false;
-  notes.NSFDbOpen.answer([&](const char*, DBHANDLE* out) -> STATUS {
-    *out = 0xBAD;
-    return throws ? throw Throwing{} : refused;
-  });
-  // clang-format off
-  const struct { std::function<void()> arrange; std::string status, text; } cases[] = {
-      {[] {}, "49411", "text of 259"},
-      {[&] { throws = true; }, "65535", threw("NSFDbOpen")},
-      {[&] { notes.NSFDbOpen.unbind(); }, "65535", unboundOpen},
-  };
-  // clang-format on
-  for (const auto& test : cases) {
-    test.arrange();
+  for (const Failure how : everyFailure) {
+    how == Failure::Unbound
+        ? notes.NSFDbOpen.unbind()
+        : notes.NSFDbOpen.answer(
+              gives(DBHANDLE{0xBAD}, how == Failure::Throws ? STATUS{0xFFFF} : refused));
+    const std::string text = messageOf(how, "NSFDbOpen");
     for (const bool ownName : {true, false}) {
       KoLNDatabase db("own.nsf", instance);
-      EXPECT_EQ(told(ownName ? db.Open() : db.Open("b.nsf", true)), test.status + ": " + test.text);
+      EXPECT_EQ(told(ownName ? db.Open() : db.Open("b.nsf", true)), statusOf(how) + ": " + text);
       EXPECT_EQ(db.GetHandle(), NULLHANDLE);
       EXPECT_EQ(log.take(), Lines{line(std::string("Error: Failed to open db ") +
-                                       (ownName ? "own.nsf, " : "net!!b.nsf, ") + test.status +
-                                       " - " + test.text)});
+                                       (ownName ? "own.nsf, " : "net!!b.nsf, ") + statusOf(how) +
+                                       " - " + text)});
     }
   }
   EXPECT_EQ(closed, Handles{});
@@ -280,8 +233,7 @@ TEST_F(NotesDatabaseTest, MemoryMembersAnswerWhatNotesAnswers) {
   EXPECT_EQ(db.MemFreeObject(handle), refused);
   EXPECT_EQ(handle, 5u);
   EXPECT_EQ(told(db.MemAllocObject(3, 70000, &handle)), "code 49411");
-  EXPECT_EQ(notes.OSMemAlloc.argument<0>(), 3);
-  EXPECT_EQ(notes.OSMemAlloc.argument<1>(), 70000u);
+  expectCall(notes.OSMemAlloc, 3, 70000u);
 
   notes.OSLockObject.answer(Throwing{});
   notes.OSUnlockObject.answer(Throwing{});
@@ -294,10 +246,7 @@ TEST_F(NotesDatabaseTest, MemoryMembersAnswerWhatNotesAnswers) {
 
   EXPECT_EQ(told(db.GetObjectSize(handle, &size)), "4996: text of 4996");  // Closed: not asked.
   db.Open();
-  notes.OSMemGetSize.answer([](DHANDLE, DWORD* out) {
-    *out = 4096;
-    return refused;  // Nobody looks.
-  });
+  notes.OSMemGetSize.answer(gives(DWORD{4096}, refused));  // Nobody looks at the status.
   EXPECT_EQ(told(db.GetObjectSize(handle, &size)), "clean");
   EXPECT_EQ(size, 4096u);
   notes.OSMemGetSize.answer(Throwing{});

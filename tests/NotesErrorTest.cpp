@@ -11,7 +11,6 @@
 
 #include "NotesUtilities.h"
 #include "support/FakeNotes.h"
-#include "support/LogCapture.h"
 #include "support/ScarceMemory.h"
 
 namespace {
@@ -42,7 +41,6 @@ TEST(NotesErrorRecord, EachOperationChangesItsFieldsAndNoOthers) {
   const std::string own = "own %s";  // A text is never taken for a format.
   const std::pair<std::function<void(KoLNError&)>, Content> cases[] = {
       {[](auto&) {}, {0, "", false}},
-      {[](auto& e) { e.SetError(0); }, {0, "", false}},
       {[](auto& e) { e.SetError(259); }, {259, "text of 259", true}},
       {[](auto& e) { e.SetError(0xC103); }, {0xC103, "text of 259", true}},
       {[](auto& e) { e.SetError(259), e.SetError(0); }, {0, "text of 259", true}},
@@ -130,33 +128,8 @@ TEST(NotesErrorText, IsAskedForWithTheMaskedCodeAndAZeroedBuffer) {
     return capacity;
   });
   EXPECT_EQ(KoLNUtilities::GetNotesErrorMsg(0xFFFF), std::string(1023, 'e'));
-  EXPECT_EQ(notes.OSLoadString.argument<0>(), HMODULE{0});
   EXPECT_EQ(notes.OSLoadString.argument<1>(), 0x3FFF);
   EXPECT_EQ(notes.OSLoadString.argument<3>(), 1023);
-}
-
-TEST(NotesErrorText, IsEmptyWithALogLineWhenNotesHasNoneThrowsOrIsNotBound) {
-  FakeNotes notes;
-  LogCapture log;
-  const auto nothing = [](HMODULE, STATUS, char* out, WORD) {
-    std::strcpy(out, "left behind");
-    return 0;
-  };
-  const std::function<void()> arrangements[] = {
-      [&] { notes.OSLoadString.answer(nothing); },
-      [&] { notes.OSLoadString.answer(Throwing{}); },
-      [&] { notes.OSLoadString.unbind(); },
-  };
-  for (const auto& arrange : arrangements) {
-    arrange();
-    KoLNError error;
-    error.SetError(0x8103);
-    EXPECT_EQ(contentOf(error), (Content{0x8103, "", true}));
-    EXPECT_EQ(
-        log.take(),
-        (std::vector<LogCapture::Line>{{"GetNotesErrorMsg", 0, "NotesUtilities",
-                                        "Failed to fetch Notes Error Message, errorCode 33027"}}));
-  }
 }
 
 }  // namespace

@@ -85,9 +85,7 @@ TEST_F(RemoteCommandTest, AnAnswerIsCopiedAsFarAsItFitsAndMeasuredInFull) {
     EXPECT_EQ(length, test.length);
     EXPECT_EQ(steps, allSteps);
   }
-  EXPECT_EQ(notes.DNCanonicalize.argument<0>(), 0u);
-  EXPECT_EQ(notes.DNCanonicalize.argument<1>(), "(null)");
-  EXPECT_EQ(notes.DNCanonicalize.argument<2>(), "CN=Mail/O=Org");
+  expectCall(notes.DNCanonicalize, 0u, "(null)", "CN=Mail/O=Org");
   EXPECT_EQ(notes.DNCanonicalize.argument<4>(), 256);
   notes.OSMemGetSize.answer(refused);  // Then the terminator counts.
   memory = {'l', 'o', 's', 't', '\0', 'x'};

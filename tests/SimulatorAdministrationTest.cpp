@@ -1,5 +1,5 @@
 // The simulated Notes runtime as administrators meet it: quotas, access control, objects, replicas,
-// the console, taking databases offline, repairs.
+// taking databases offline, repairs.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -186,18 +186,16 @@ TEST_F(SimulatorAdministration, ReadsAndWritesObjectsWithinTheirBounds) {
     DWORD id, offset, length;
     STATUS status;
     std::string read;  // after the write
-  } cases[] = {
-      {object, 0, MAXDWORD, NOERROR, "0123456789"},
-      {object, 4, 3, NOERROR, "012"},
-      {object, 7, MAXDWORD, NOERROR, "012"},
-      {object, 0, 0, ERR_OBJECT_CANNOT_BE_ZERO, ""},
-      {object, 0, 11, ERR_OBJECT_TRUNCATED, ""},
-      {object, 10, MAXDWORD, ERR_OBJECT_TRUNCATED, ""},
-      {object, 2, MAXDWORD - 1, ERR_OBJECT_TRUNCATED, ""},
-      {empty, 0, MAXDWORD, ERR_OBJECT_CANNOT_BE_ZERO, ""},
-      {empty, 0, 1, ERR_OBJECT_TRUNCATED, ""},
-      {0, 0, 1, ERR_BAD_PARAM, ""},
-  };
+  } cases[] = {{object, 0, MAXDWORD, NOERROR, "0123456789"},
+               {object, 4, 3, NOERROR, "012"},
+               {object, 7, MAXDWORD, NOERROR, "012"},
+               {object, 0, 0, ERR_OBJECT_CANNOT_BE_ZERO, ""},
+               {object, 0, 11, ERR_OBJECT_TRUNCATED, ""},
+               {object, 10, MAXDWORD, ERR_OBJECT_TRUNCATED, ""},
+               {object, 2, MAXDWORD - 1, ERR_OBJECT_TRUNCATED, ""},
+               {empty, 0, MAXDWORD, ERR_OBJECT_CANNOT_BE_ZERO, ""},
+               {empty, 0, 1, ERR_OBJECT_TRUNCATED, ""},
+               {0, 0, 1, ERR_BAD_PARAM, ""}};
   for (const auto& [id, offset, length, status, expected] : cases) {
     DHANDLE result = 99;
     EXPECT_EQ(NSFDbWriteObject(database, id, digits, offset, length), status)
@@ -222,7 +220,7 @@ TEST_F(SimulatorAdministration, ReadsAndWritesObjectsWithinTheirBounds) {
   NSFDbClose(database);
 }
 
-// ---- replicas, the console ----------------------------------------------------------------------
+// ---- replicas -----------------------------------------------------------------------------------
 
 TEST_F(SimulatorAdministration, LocatesReplicas) {
   make("z.nsf", 9);
@@ -250,40 +248,6 @@ TEST_F(SimulatorAdministration, LocatesReplicas) {
   char path[MAXPATH];
   EXPECT_EQ(NSFDbLocateByReplicaID(database, &replica.ID, path, MAXPATH - 1), ERR_NOT_DIRECTORY);
   NSFDbClose(database);
-}
-
-TEST_F(SimulatorAdministration, AnswersCommands) {
-  const std::string own = "CN=K\u00F6ln/O=Org";
-  const struct {
-    std::string server, command;
-    STATUS status;
-    std::string contains;
-  } cases[] = {
-      {"", "show server", NOERROR, "K\u00F6ln/Org"},
-      {own, "SH ser", NOERROR, data_.string()},
-      {"k\u00F6ln/ORG", "show  tasks  ", NOERROR, "Router"},
-      {own, "sho us", NOERROR, "mail/a.nsf"},
-      {own, "sh d mail/a.nsf", NOERROR, "Title of mail/a.nsf"},
-      {own, "show", NOERROR, "no command"},
-      {own, "dance", NOERROR, "\"dance\" is no command"},
-      {own, "", NOERROR, ""},
-      {"Other/Org", "show server", ERR_NO_SERVER_ACCESS, ""},
-  };
-  const auto ask = [](const std::string& server, std::string command, STATUS expected) {
-    DHANDLE handle = NULLHANDLE;
-    std::string name = utf8ToLmbcs(server);
-    EXPECT_EQ(NSFRemoteConsole(name.data(), command.data(), &handle), expected) << command;
-    return handle == NULLHANDLE ? "" : lmbcsToUtf8(takeMemory(handle).c_str());
-  };
-  const DBHANDLE user = open("mail/a.nsf");
-  for (const auto& [server, command, status, contains] : cases) {
-    const std::string answer = ask(server, command, status);
-    EXPECT_NE(answer.find(contains), std::string::npos) << command << ": " << answer;
-    EXPECT_EQ(answer.empty(), contains.empty()) << command << ": " << answer;
-  }
-  NSFDbClose(user);
-  SimSetVariable("SimConsoleAnswer", std::string(200'000, 'x').c_str());
-  EXPECT_EQ(ask(own, "show server", NOERROR), std::string(200'000, 'x'));
 }
 
 // ---- offline and online -------------------------------------------------------------------------
@@ -470,8 +434,7 @@ TEST_F(SimulatorRepair, SaysWhatIsBeyondRepair) {
       {"properties overwritten", overwritten(PageSize, PageSize), ERR_NSF_CORRUPT2,
        ERR_NSF_CORRUPT2},
       {"only the start", intact_.substr(0, PageSize), ERR_NSF_CORRUPT2, ERR_NSF_CORRUPT2},
-      {"end cut off", intact_.substr(0, intact_.size() - PageSize * 2), ERR_NSF_CORRUPT2, NOERROR},
-  };
+      {"end cut off", intact_.substr(0, intact_.size() - PageSize * 2), ERR_NSF_CORRUPT2, NOERROR}};
   const DBHANDLE before = open("mail/a.nsf");
   for (const auto& [what, bytes, plain, repaired] : cases) {
     SCOPED_TRACE(what);

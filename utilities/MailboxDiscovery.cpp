@@ -210,7 +210,7 @@ class Collector {
   void addByDepartment(const FileName& file, const char* department) {
     auto& files = *static_cast<std::set<std::string>*>(found_);
     if (!lookup_.selectedDepartments.empty()) {
-      if (lookup_.selectedDepartments.count(department) != 0) {
+      if (lookup_.selectedDepartments.contains(department)) {
         files.emplace(file.text());
         KOLN_LOG(functionName, 4, "Added by Dept selection. [MB = %s] [Dept = %s]", file.text(),
                  department);
@@ -218,7 +218,7 @@ class Collector {
       return;
     }
     if (lookup_.filterDepartments && !lookup_.filteredDepartments.empty()) {
-      if (lookup_.filteredDepartments.count(department) == 0) {
+      if (!lookup_.filteredDepartments.contains(department)) {
         files.emplace(file.text());
         KOLN_LOG(functionName, 4, "Added by Dept filter. [MB = %s] [Dept = %s]", file.text(),
                  department);

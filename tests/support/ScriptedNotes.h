@@ -72,15 +72,28 @@ inline WORD copyText(WORD, const char* in, WORD length, char* out, WORD capacity
   return copied;
 }
 
+// Hands out a value through the parameter that points to its type, and answers; 0xFFFF throws.
+template <typename Value>
+auto gives(Value value, STATUS status = NOERROR) {
+  return [=](auto... arguments) -> STATUS {
+    *std::get<Value*>(std::tuple(arguments...)) = value;
+    return status == 0xFFFF ? throw Throwing{} : status;
+  };
+}
+
 // Opens everything as database 11 and lets it be closed.
 struct ScriptedNotes {
-  ScriptedNotes() {
+  ScriptedNotes() { allow(); }
+
+  // Sets what every test begins with, again.
+  void allow() {
     notes.OSLoadString.answer([](HMODULE, STATUS code, char* out, WORD capacity) {
       return static_cast<WORD>(std::snprintf(out, capacity, "text of %d", code));
     });
     notes.OSTranslate.answer(&copyText);
-    notes.NSFDbOpen.answer([](const char*, DBHANDLE* out) {
-      *out = 11;
+    notes.NSFDbOpen.answer(gives(DBHANDLE{11}));
+    notes.OSPathNetConstruct.answer([](const char*, const char*, const char* file, char* out) {
+      std::strcpy(out, file);
       return NOERROR;
     });
     notes.NSFDbClose.answer(NOERROR);
