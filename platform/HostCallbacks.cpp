@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "findDataPartition.h"
+#include "platform/Text.h"
 
 KoLNLogCallback pLogCallback = nullptr;
 KoLNJobQuitCallback pJobQuitCallback = nullptr;
@@ -62,16 +63,11 @@ void LogMessage(const char* function, int level, const char* file, int line, con
   if (sink == nullptr) {
     return;
   }
-  char text[4096];
-  text[0] = '\0';
+  koln::FormattedText text;
   va_list arguments;
   va_start(arguments, format);
-  const int length = format != nullptr ? std::vsnprintf(text, sizeof text, format, arguments) : 0;
+  koln::formatText(text, format, arguments);
   va_end(arguments);
-  if (length < 0) {
-    // Only an argument that cannot be converted fails; the bare format still says what happened.
-    std::snprintf(text, sizeof text, "%s", format);
-  }
   try {
     // Handed over as finished text, in the place of the format and with nothing behind it.
     sink(function, level, file, line, text);

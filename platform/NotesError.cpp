@@ -64,15 +64,11 @@ void KoLNError::SetCustomMessage(std::string message) {
 }
 
 void KoLNError::SetCustomMessage(const char* format, ...) {
-  char text[4096];
-  text[0] = '\0';
+  koln::FormattedText text;
   va_list arguments;
   va_start(arguments, format);
-  const int length = format != nullptr ? std::vsnprintf(text, sizeof text, format, arguments) : 0;
+  koln::formatText(text, format, arguments);
   va_end(arguments);
-  if (length < 0) {
-    std::snprintf(text, sizeof text, "%s", format);
-  }
   std::string message;
   koln::assignText(message, text);
   SetCustomMessage(std::move(message));

@@ -41,8 +41,8 @@ class LockedObject {
   void* address_;
 };
 
-// A memory object, freed unless its handle is 0. Declare it before the `LockedObject` of its handle: a
-// locked object must not be freed.
+// A memory object, freed unless its handle is 0. Declare it before the `LockedObject` of its handle:
+// a locked object must not be freed.
 class OwnedMemory {
  public:
   explicit OwnedMemory(DHANDLE object) noexcept : object_(object) {}

@@ -4,7 +4,9 @@
 #define KOLN_PLATFORM_TEXT_H
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -59,6 +61,18 @@ bool translateOrKeep(WORD mode, const char* text, TextBuffer<Capacity>& out) noe
   }
   out.assign(text);
   return false;
+}
+
+// A finished log line or message of at most 4,095 bytes.
+using FormattedText = char[4096];
+
+// Formats as printf does, cut where the text ends. Null is an empty format; where an argument cannot
+// be converted, the bare format still says what happened.
+inline void formatText(FormattedText& out, const char* format, va_list arguments) noexcept {
+  out[0] = '\0';
+  if (format != nullptr && std::vsnprintf(out, sizeof out, format, arguments) < 0) {
+    std::snprintf(out, sizeof out, "%s", format);
+  }
 }
 
 // A copy for a getter; empty when memory is short.
