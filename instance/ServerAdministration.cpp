@@ -59,7 +59,7 @@ STATUS KoLNInstance::RemoteCommand(char* command, char* response, unsigned short
   if (sent.failed()) {
     return sent.status();
   }
-  std::string_view answer = "";  // No handle is an empty answer.
+  std::string_view answer;  // No handle is an empty answer.
   const koln::LockedObject locked(handle);
   if (handle != NULLHANDLE) {
     if (locked.address() == nullptr) {
@@ -67,8 +67,7 @@ STATUS KoLNInstance::RemoteCommand(char* command, char* response, unsigned short
     }
     answer = answerText(handle, static_cast<const char*>(locked.address()));
   }
-  const std::size_t copied = std::min<std::size_t>(answer.size(), *responseLength);
-  std::memcpy(response, answer.data(), copied);
+  const std::size_t copied = answer.copy(response, *responseLength);
   response[copied] = '\0';
   *responseLength = static_cast<unsigned short>(std::min<std::size_t>(answer.size(), MAXWORD));
   return NOERROR;
