@@ -160,8 +160,8 @@ KoLNError KoLNInstance::InitializeNotesEnv() {
   const koln::CallResult started = koln::startRuntime(home, notesIniArgument);
   KOLN_LOG(function, 0, "Called NotesInitExtended (%d).", started.status());
   if (!started.returned()) {
-    started.record(
-        error);  // What happened stands in the log only, like the status of a failed start.
+    // What happened stands in the log only, like the status of a failed start.
+    started.record(error);
     KOLN_LOG(function, 0, "%s", error.GetMessage().c_str());
   }
   if (started.failed()) {

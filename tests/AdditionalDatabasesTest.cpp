@@ -323,6 +323,25 @@ TEST_F(AdditionalDatabasesTest, AssociatingAnswersWithTheStatusAndKeepsItsEntrie
   EXPECT_EQ(utilities.AssociateAdditionalDBs("", nullptr, nullptr, &count), -1);
 }
 
+// Success without a handle opened nothing; searching or closing handle 0 would stop a real process.
+TEST_F(AdditionalDatabasesTest, NothingOpenedIsNeitherSearchedNorClosed) {
+  notes.NSFDbOpen.answer(NOERROR);
+  Files names;
+  std::string directories = "a?b";
+  unsigned long counted = 7;
+  DBNAME entries[2];
+  entries[0].mailboxPath = "mail/u.nsf";
+  int last = 0;
+  std::string directory = "own";
+  EXPECT_TRUE(KoLNUtilities().GetAdditionalDatabases(&names, &directories, false, false));
+  EXPECT_FALSE(KoLNUtilities().CountAdditionalDatabases("", "a", &counted, false).IsErrorSet());
+  EXPECT_EQ(KoLNUtilities().AssociateAdditionalDBs("", &directory, entries, &last), 0);
+  EXPECT_EQ(notes.NSFDbOpen.count(), 4u);
+  EXPECT_EQ(notes.NSFSearch.count() + notes.NSFDbClose.count(), 0u);
+  EXPECT_EQ(counted, 0u);
+  EXPECT_EQ(last, 0);
+}
+
 TEST_F(AdditionalDatabasesTest, AnArchiveMailboxIsAddedIfItsFileExists) {
   const TemporaryDirectory directory;
   const std::string base = directory.path();

@@ -212,6 +212,9 @@ bool KoLNUtilities::GetAdditionalDatabases(std::set<std::string>* names, std::st
                  piece, error.GetErrorCode(), error.GetMessage().c_str());
         return false;
       }
+      if (directory == NULLHANDLE) {
+        continue;  // Nothing was opened, so there is nothing to search or close.
+      }
       const koln::CallResult searched = searchDatabases(directory, routine, context);
       if (searched.failed()) {
         searched.record(error);
@@ -296,6 +299,9 @@ int KoLNUtilities::AssociateAdditionalDBs(std::string server, std::string* direc
                "Error: unable to open the scan directory: [%s]. NSFDbOpen() returned: %d - %s.\n",
                notesPath.text(), error.GetErrorCode(), error.GetMessage().c_str());
       return error.GetErrorCode();
+    }
+    if (opened == NULLHANDLE) {
+      return 0;
     }
     AssociationContext association(entries, count);
     const koln::CallResult searched =
