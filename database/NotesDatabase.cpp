@@ -73,7 +73,15 @@ KoLNDatabase::KoLNDatabase(const KoLNDatabase& other)
 
 KoLNDatabase::~KoLNDatabase() {
   delete quotaCache_;
+  releaseUnreadTable();
   Close();
+}
+
+void KoLNDatabase::releaseUnreadTable() {
+  const DHANDLE table = std::exchange(unreadTable_, NULLHANDLE);
+  if (table != NULLHANDLE) {
+    static_cast<void>(KOLN_STATUS(IDDestroyTable, table).failed());
+  }
 }
 
 KoLNError KoLNDatabase::Create() {
@@ -88,6 +96,7 @@ KoLNError KoLNDatabase::Create() {
 
 KoLNError KoLNDatabase::Open() {
   return koln::recorded([this](KoLNError& error) {
+    releaseUnreadTable();
     closeBeforeOpening(handle_);
     if (!refuseEmptyName(name_, error)) {
       openPath(name_.c_str(), handle_, error);
@@ -97,6 +106,7 @@ KoLNError KoLNDatabase::Open() {
 
 KoLNError KoLNDatabase::Open(std::string name, bool overNetwork) {
   return koln::recorded([&](KoLNError& error) {
+    releaseUnreadTable();
     closeBeforeOpening(handle_);
     if (refuseEmptyName(name, error)) {
       return;  // The handle variable keeps its old, closed value.
@@ -129,6 +139,7 @@ KoLNError KoLNDatabase::Close() {
     if (handle_ == NULLHANDLE) {
       return;
     }
+    releaseUnreadTable();
     const koln::CallResult closed = KOLN_STATUS(NSFDbClose, handle_);
     if (closed.failed()) {
       closed.record(error);

@@ -1,8 +1,12 @@
-// The two value records of the archiving decision.
+// The two value records of the archiving decision, and how a note fills them.
+#include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <string>
 
 #include "NotesDocument.h"
 #include "NotesUtilities.h"
+#include "document/NoteChecks.h"
 #include "platform/Log.h"
 #include "platform/NotesCall.h"
 #include "platform/Text.h"
@@ -95,4 +99,41 @@ void DbMigrateCriteria::dumpMigrationCriteria() {
   KOLN_LOG(function, 0, "MessageBodySize = %d", MessageBodySize);
   KOLN_LOG(function, 0, "AttachmentSize = %d", AttachmentSize);
   KOLN_LOG(function, 0, "AttachmentNumbers = %d", AttachmentNumbers);
+}
+
+KoLNError KoLNDataDocument::GetMigrationDetails(DbMigrateCriteria& details) {
+  return koln::recorded([&](KoLNError& error) {
+    if (koln::lacksNote(note_, error)) {
+      return;
+    }
+    error = GetCreationTime(details.CreationTime);
+    if (!error.IsErrorSet()) {
+      error = GetModifiedTime(details.ModifiedTime);
+    }
+    if (!error.IsErrorSet()) {
+      error = GetLastAccessedTime(details.LastAccessedTime);
+    }
+    std::vector<ATTACHMENT> attachments;
+    if (!error.IsErrorSet()) {
+      error = GetAttachmentList(attachments);
+    }
+    if (error.IsErrorSet()) {
+      return;
+    }
+
+    details.AttachmentNumbers = static_cast<int>(attachments.size());
+    for (const ATTACHMENT& attachment : attachments) {
+      // Added to what the caller left there, on purpose; a sum that wrapped would make the note look
+      // small.
+      const std::int64_t sum = std::int64_t{details.AttachmentSize} + attachment.size;
+      details.AttachmentSize =
+          static_cast<int>(std::min<std::int64_t>(sum, std::numeric_limits<int>::max()));
+      details.Attachments.push_back(attachment);
+    }
+  });
+}
+
+KoLNError KoLNDataDocument::IsMigrationRequired(DbMigrateCriteria /*criteria*/,
+                                                bool& /*required*/) {
+  return {};  // The host decides.
 }

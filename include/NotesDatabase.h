@@ -198,6 +198,63 @@ class KOLN_API KoLNDatabase {
   ///         otherwise `SetError`, 0x0103 if there is no such database. Every call logs at level 0.
   KoLNError LocateByReplicaID(std::string replicaId, std::string& path);
 
+  /// @name Note tables and searches
+  /// The same conventions.
+  /// @{
+
+  /// Asks which notes the mailbox's owner has not read; `GetNoteUnreadStatus` then tells it note by
+  /// note. The owner is `title`, or the database's own title where that is empty. The table is the
+  /// object's: released when it is made anew, on `Close`, on opening again and on destruction.
+  /// @return Closed: 4996, not logged. A title that cannot be had, or is empty, gives its error or a
+  ///         custom message. **Failures of Notes are recorded as status 1, whatever they were.** All
+  ///         logged at level 0.
+  KoLNError DiscoverUnReadDocuments();
+
+  /// Whether a note is in the table; takes as long as the table is.
+  /// @param unread Set to true if it is, and **never to false: start with false.** Without a table
+  ///               it stays as it is, which is logged and gives a clean record.
+  KoLNError GetNoteUnreadStatus(NOTEID id, bool& unread);
+
+  /// The notes modified since a time.
+  /// @param since Wildcard: all notes and deletion stubs; minimum: all notes.
+  /// @param until Receives the time to ask for the next time. Not null.
+  /// @param table Receives an ID table for the caller to release (`KoLNUtilities::MemFreeTable`);
+  ///              start with 0: **if nothing was modified the record is clean and Notes leaves it
+  ///              alone.** IDs of deletion stubs have the top bit.
+  KoLNError DiscoverModifiedDocuments(TIMEDATE since, TIMEDATE* until, WORD noteClassMask,
+                                      DHANDLE* table);
+
+  /// Walks an ID table in ascending order. @param first Non-zero for the first ID. @param noteId The
+  /// ID of the last call, which receives the next. @return FALSE at the end, and when the call throws.
+  BOOL NoteIDScan(DHANDLE& table, int first, DWORD* noteId);
+
+  /// Calls a routine for each note of the database that a formula selects.
+  /// @param formula   Compiled formula; 0 selects all.
+  /// @param viewTitle LMBCS, used by the formula alone; may be null.
+  /// @param since     Null, or the time since which notes were modified: then deletion stubs and
+  ///                  notes that are not selected come too (test `SE_FMATCH`).
+  /// @param routine   Address of a variable with the routine. A non-zero result ends the search and
+  ///                  is what is recorded.
+  /// @param until     Receives the time to pass as `since` the next time; may be null.
+  /// @return Closed: message. Code only, not logged. **A search that throws is logged at level 0 and
+  ///         gives a clean record.** A null routine is refused with a custom message.
+  KoLNError Search(DHANDLE formula, char* viewTitle, WORD searchFlags, WORD noteClassMask,
+                   TIMEDATE* since, NSFSEARCHPROC* routine, void* context, TIMEDATE* until);
+
+  /// Looks a note up by its universal ID; all out-pointers may be null where Notes allows it.
+  /// @return Closed: message. **Failures of Notes are recorded as status 1, whatever they were,** and
+  ///         logged at level 0.
+  KoLNError GetNoteInfoByUNID(UNID* unid, NOTEID* id, ORIGINATORID* oid, TIMEDATE* modified,
+                              WORD* noteClass);
+
+  /// Calls a routine for each profile document.
+  /// @param profileName LMBCS; null for all. @param profileNameLength Its bytes. @param flags 0.
+  /// @return Closed: message. Code only (a non-zero result of the routine too), logged at level -1.
+  ///         A null routine is refused with a custom message.
+  KoLNError ProfileEnum(const char* profileName, WORD profileNameLength, NSFPROFILEENUMPROC routine,
+                        void* context, DWORD flags);
+  /// @}
+
   /// @name Reserved; each does nothing and succeeds
   /// @{
   KoLNError CheckDXLErrorLog(DWORD log);
@@ -208,6 +265,8 @@ class KOLN_API KoLNDatabase {
 
   // The fields stand in a fixed order, unused ones included: hosts embed these objects.
  private:
+  void releaseUnreadTable();
+
   std::string name_;
   DBHANDLE handle_;
   std::string unusedText1_;

@@ -3,6 +3,7 @@
 #ifndef KOLN_NOTES_UTILITIES_H
 #define KOLN_NOTES_UTILITIES_H
 
+#include <map>
 #include <set>
 #include <string>
 
@@ -97,12 +98,18 @@ KOLN_API char* strupr(char* text);
 /// `GetTimeLocalToGM`), a STATUS non-zero (0xFFFF), a length, count or number 0, and out-arguments
 /// keep their values. The same holds while the Notes API is not bound.
 ///
-/// No shared state: as safe for threads as the Notes calls behind it. The calling thread must have
-/// been set up for Notes.
+/// No state but the note-size formula: as safe for threads as the Notes calls behind it. The calling
+/// thread must have been set up for Notes.
 class KOLN_API KoLNUtilities {
  public:
   KoLNUtilities();
+
+  /// Gives nothing back: the note-size formula is released by `ShutdownFormulaComputation`, which a
+  /// destructor could only do too late (the runtime may have been ended before).
   ~KoLNUtilities();
+
+  KoLNUtilities(const KoLNUtilities&) = delete;
+  KoLNUtilities& operator=(const KoLNUtilities&) = delete;
 
   /// The text that Notes has for a status (flag bits are ignored), at most 1,023 bytes as Notes
   /// delivers it. Empty when there is none, which is logged at level 0.
@@ -275,6 +282,64 @@ class KOLN_API KoLNUtilities {
   /// A fresh record of archiving criteria; the text is not consulted.
   DbMigrateCriteria getMigrateCriteria(std::string ignored);
 
+  /// @name Note-size formula
+  /// One object of the process keeps the compiled formula "@DocLength" from the start of the work to
+  /// its end: once initialised and shut down, it is not initialised again.
+  /// @{
+
+  /// Compiles the formula and starts its computation.
+  /// @return "Formula already initialized" (0xFFFF), also after a shutdown and after a computation
+  ///         that could not be started; otherwise `SetError`.
+  KoLNError InitializeFormulaComputation();
+
+  /// Releases the formula and ends its computation. The handle is void from then on.
+  /// @return "Note Size Formula is not initialized" (0xFFFF), also for a second shutdown; otherwise
+  ///         `SetError` if the computation cannot be stopped (it is released all the same).
+  KoLNError ShutdownFormulaComputation();
+
+  /// What `KoLNDocument::GetSize` takes; null before the initialisation. Stays the object's, for one
+  /// thread at a time.
+  HCOMPUTE GetSizeFormulaHandle();
+  /// @}
+
+  /// @name DXL
+  /// @{
+
+  /// Makes an importer and sets its properties in ascending order of their keys.
+  /// @param importer   Receives the handle for the caller to delete. **After a failure it may hold
+  ///                   one that is already deleted: do not use it.**
+  /// @param properties Pointers to 32-bit integers, read during the call.
+  ///                   `iDocumentsImportOption` and `iReplicaRequiredForReplaceOrUpdate` are set,
+  ///                   any other key is logged at level 0 and left out.
+  /// @return `SetError`; that no importer could be made is logged at level 0.
+  KoLNError CreateDXLImporter(DXLIMPORTHANDLE& importer,
+                              std::map<DXL_IMPORT_PROPERTY, void*> properties);
+
+  /// Makes an exporter, likewise. The keys 3 to 7 (doctype, banner comments, character set, rich
+  /// text, log comment) and 30 to 34 (note format, first fatal error, root attributes, XML
+  /// declaration, DOCTYPE) are set, all others left out silently.
+  KoLNError CreateDXLExporter(DXLEXPORTHANDLE& exporter,
+                              std::map<DXL_EXPORT_PROPERTY, void*> properties);
+
+  /// Deletes an importer; 0 is ignored. The variable is not cleared.
+  KoLNError DeleteDXLImporter(DXLIMPORTHANDLE& importer);
+
+  /// Deletes an exporter; 0 is ignored. The variable is not cleared.
+  KoLNError DeleteDXLExporter(DXLEXPORTHANDLE& exporter);
+
+  /// Delivers DXL to an importer, from a buffer or from a staged file behind its 133 bytes of header.
+  /// @param out    Room for `max` bytes. @param record A `NoteImportRecord`; its counts move.
+  /// @return Bytes delivered, 0 at the end. A staged file that ends too early is logged at level -1
+  ///         and ends the stream with what was read.
+  static DWORD DXLImportStreamFunc(BYTE* out, DWORD max, void* record);
+
+  /// Takes DXL from an exporter, into a file or a buffer that grows to one and a half times of what
+  /// it must hold. @param record A `NoteExportRecord`; its counts move. When memory, the disk or the
+  /// 32-bit counts run out, its `ok` becomes 0, which is logged at level -1, and all that follows is
+  /// dropped; the buffer stays valid.
+  static void DXLExportStreamFunc(const BYTE* data, DWORD length, void* record);
+  /// @}
+
   /// @name Database discovery
   /// @{
 
@@ -405,6 +470,11 @@ class KOLN_API KoLNUtilities {
   int AssociateArchiveMBs(std::string ignored, std::string& mailboxName,
                           ArchiveMailBoxInfoStruct& archive, DBNAME* entries, int* count);
   /// @}
+
+ private:
+  HCOMPUTE computation_;
+  FORMULAHANDLE formula_;
+  bool formulaReleased_;
 };
 
 extern template KOLN_API void KoLNUtilities::CopyBlock<WORD>(void*, const void*, DWORD, BLOCKID&);

@@ -29,6 +29,9 @@ class [[nodiscard]] CallResult {
   // Whether the call came back at all, with whatever status.
   bool returned() const noexcept { return kind_ == Kind::Returned; }
 
+  // Whether the call was made and threw.
+  bool threw() const noexcept { return kind_ == Kind::Threw; }
+
   // As Notes returned it, flag bits included; 0xFFFF when the call did not return.
   STATUS status() const noexcept { return status_; }
 

@@ -54,6 +54,8 @@ class OwnedMemory {
   OwnedMemory(const OwnedMemory&) = delete;
   OwnedMemory& operator=(const OwnedMemory&) = delete;
 
+  DHANDLE handle() const noexcept { return object_; }
+
  private:
   DHANDLE object_;
 };

@@ -43,7 +43,8 @@ char* strupr(char* text) {
                       [](int byte) { return std::islower(byte) ? std::toupper(byte) : byte; });
 }
 
-KoLNUtilities::KoLNUtilities() = default;
+KoLNUtilities::KoLNUtilities()
+    : computation_(nullptr), formula_(NULLHANDLE), formulaReleased_(false) {}
 KoLNUtilities::~KoLNUtilities() = default;
 
 std::string KoLNUtilities::GetNotesErrorMsg(unsigned short status) {
