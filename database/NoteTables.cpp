@@ -1,10 +1,10 @@
 // Sets of notes: those that nobody has read yet, those that have changed, those that a search finds.
-#include <cstring>
 #include <string>
 
 #include "NotesDatabase.h"
 #include "platform/Log.h"
 #include "platform/NotesCall.h"
+#include "platform/TableScan.h"
 #include "platform/Text.h"
 
 namespace {
@@ -41,6 +41,7 @@ KoLNError KoLNDatabase::DiscoverUnReadDocuments() {
       error.SetError(ERR_NULL_DBHANDLE);
       return;
     }
+    releaseUnreadTable();  // Also where the new one cannot be had: it may be of another owner.
     std::string user = title;
     if (user.empty()) {
       error = GetTitle(user);
@@ -68,7 +69,6 @@ KoLNError KoLNDatabase::DiscoverUnReadDocuments() {
       return;
     }
 
-    releaseUnreadTable();
     DHANDLE table = NULLHANDLE;
     const koln::CallResult asked = KOLN_STATUS(NSFDbGetUnreadNoteTable, handle_, canonical.data(),
                                                static_cast<WORD>(canonical.length()), TRUE, &table);
@@ -93,21 +93,9 @@ KoLNError KoLNDatabase::GetNoteUnreadStatus(NOTEID id, bool& unread) {
       return;
     }
     // From the first entry to the last, on purpose, and not by asking for the one.
-    DWORD entry = 0;
-    DWORD previous = 0;
-    for (bool first = true;; first = false, previous = entry) {
-      BOOL more = FALSE;
-      const koln::CallResult scanned =
-          KOLN_INTO(more, IDScan, unreadTable_, first ? TRUE : FALSE, &entry);
-      if (scanned.failed()) {
-        scanned.record(error);
-        return;
-      }
-      // A table ascends; one that stands still is damaged and would never end.
-      if (!more || (!first && entry <= previous)) {
-        return;
-      }
-      if ((entry & RRV_DELETED) == 0 && entry == id) {
+    koln::TableScan scan(unreadTable_);
+    while (scan.next(error)) {
+      if ((scan.id() & RRV_DELETED) == 0 && scan.id() == id) {
         KOLN_LOG(function, 0, "Found an unread note: [%d]. This note will not be archived",
                  static_cast<int>(id));
         unread = true;

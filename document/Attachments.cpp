@@ -1,10 +1,10 @@
 // What a note carries beside its text: attachments, body, seals. Recording, listing, removing,
 // attaching.
-#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "NotesDocument.h"
 #include "document/NoteChecks.h"

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "NotesDocument.h"
 #include "NotesUtilities.h"
@@ -31,6 +32,9 @@ ATTACHMENT::ATTACHMENT(const ATTACHMENT& other)
       size(other.size),
       name(koln::copyOf(other.name)),
       extra(other.extra) {}
+
+ATTACHMENT::ATTACHMENT(ATTACHMENT&& other) noexcept = default;
+ATTACHMENT& ATTACHMENT::operator=(ATTACHMENT&& other) noexcept = default;
 
 ATTACHMENT& ATTACHMENT::operator=(const ATTACHMENT& other) {
   created = other.created;
@@ -122,13 +126,13 @@ KoLNError KoLNDataDocument::GetMigrationDetails(DbMigrateCriteria& details) {
     }
 
     details.AttachmentNumbers = static_cast<int>(attachments.size());
-    for (const ATTACHMENT& attachment : attachments) {
+    for (ATTACHMENT& attachment : attachments) {
       // Added to what the caller left there, on purpose; a sum that wrapped would make the note look
       // small.
       const std::int64_t sum = std::int64_t{details.AttachmentSize} + attachment.size;
       details.AttachmentSize =
           static_cast<int>(std::min<std::int64_t>(sum, std::numeric_limits<int>::max()));
-      details.Attachments.push_back(attachment);
+      details.Attachments.push_back(std::move(attachment));
     }
   });
 }

@@ -1,11 +1,19 @@
 // The document's ways to move as DXL: through a caller's importer or exporter, and the two members
 // that only try the library's own set of properties.
+#include <cstdio>
 #include <map>
 
 #include "NotesDocument.h"
 #include "NotesUtilities.h"
 #include "document/NoteChecks.h"
+#include "platform/Log.h"
 #include "platform/NotesCall.h"
+
+namespace {
+
+constexpr const char* sourceName = "NotesDocument";
+
+}  // namespace
 
 KoLNError KoLNDocument::Import(DXLIMPORTHANDLE importer, NoteImportRecord* record) {
   return koln::recorded([&](KoLNError& error) {
@@ -32,9 +40,15 @@ KoLNError KoLNDocument::Export(DXLEXPORTHANDLE& exporter, NoteExportRecord* reco
       error.SetCustomMessage("No record to export to.");
       return;
     }
-    koln::recordOr(
-        KOLN_STATUS(DXLExportNote, exporter, &KoLNUtilities::DXLExportStreamFunc, note_, record),
-        "Caught exception in exporting note\n", error);
+    const koln::CallResult exported =
+        KOLN_STATUS(DXLExportNote, exporter, &KoLNUtilities::DXLExportStreamFunc, note_, record);
+    koln::recordOr(exported, "Caught exception in exporting note\n", error);
+    // A full disk may show only when the stream's buffer is written out.
+    if (!exported.failed() && record->toFile == 1 && record->ok != 0 && record->file != nullptr &&
+        std::fflush(record->file) != 0) {
+      record->ok = 0;
+      KOLN_LOG("Export", -1, "Error: the staged file could not be written to its end");
+    }
   });
 }
 

@@ -1,7 +1,6 @@
 // The document object: one note of a database, its header, its items, its writing and deleting.
 #include "NotesDocument.h"
 
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -100,9 +99,8 @@ bool sizeFromResult(const void* result, WORD length, unsigned int& size, KoLNErr
     return false;
   }
   std::memcpy(&number, bytes + offset, sizeof number);
-  number = std::trunc(number);
-  // Written so that NaN fails too.
-  if (!(number >= 0 && number <= std::numeric_limits<unsigned int>::max())) {
+  // Written so that NaN fails too. The fraction is dropped, so the largest one counts.
+  if (!(number >= 0 && number < std::numeric_limits<unsigned int>::max() + 1.0)) {
     error.SetCustomMessage("The result of evaluating note size is no size.");
     return false;
   }

@@ -48,19 +48,23 @@ std::size_t lengthOf(const char* text) {
   return text == nullptr ? 0 : std::strlen(text);
 }
 
-enum class Written { Yes, NoRoom, Threw };
+enum class Written { Yes, NoRoom, NotCalled };
 
 // Writes a record and the data that follows it, and moves `dest` to the next even place. The type's
 // size is asked of Notes: a runtime that has another one writes another record than this.
 template <typename Record>
 Written putRecord(char** dest, WORD room, WORD type, WORD size, const Record& record,
                   const void* data, std::size_t dataLength) {
-  if (KOLN_VALUE(WORD{0}, ODSLength, type) != size || size + dataLength > room) {
+  WORD onDisk = 0;
+  if (KOLN_INTO(onDisk, ODSLength, type).failed()) {
+    return Written::NotCalled;
+  }
+  if (onDisk != size || size + dataLength > room) {
     return Written::NoRoom;
   }
   void* cursor = *dest;  // Moved by the call.
   if (KOLN_VOID(ODSWriteMemory, &cursor, type, &record, WORD{1}).failed()) {
-    return Written::Threw;
+    return Written::NotCalled;
   }
   if (dataLength != 0) {
     std::memcpy(*dest + size, data, dataLength);
@@ -111,7 +115,7 @@ void refuse(const char* function, NOTEID id, const char* why, KoLNError& error) 
 // Records what a writer of a record answered.
 void recordWriter(STATUS status, KoLNError& error) {
   if (status == koln::CallResult::NoStatus) {
-    koln::CallResult("ODSWriteMemory", koln::CallResult::Kind::Threw).record(error);
+    error.SetCustomMessage("ODSLength or ODSWriteMemory has failed.");
   } else {
     error.SetError(status & ERR_MASK);
   }
@@ -203,7 +207,8 @@ bool putButtonFormula(RichTextBlock& block, const std::string& text, NOTEID id, 
       &length, &compileError, &line, &column, &offset, &errorLength);
   if (compiled.failed()) {
     if (compiled.returned()) {
-      error.SetError(compiled.status() & ERR_MASK);
+      const STATUS code = compiled.status() & ERR_MASK;
+      error.SetError(code != NOERROR ? code : compiled.status());
     } else {
       compiled.record(error);
     }
@@ -319,6 +324,8 @@ KoLNError KoLNDataDocument::InsertButton(const char* url) {
     if (std::any_of(text.begin(), text.end(),
                     [](char byte) { return static_cast<unsigned char>(byte) < ' '; })) {
       error.SetCustomMessage("The URL holds a control character.");
+      KOLN_LOG(function, 0, "Error: no link for note [%d]: %s", static_cast<int>(noteId_),
+               "The URL holds a control character.");
       return;
     }
     RichTextBlock block;

@@ -1,8 +1,9 @@
 /// @file NotesDatabase.h
-/// `KoLNDatabase`: one Notes database of a server instance.
+/// `KoLNDatabase`: one Notes database of a server instance. `KoLNView`: one of its views or folders.
 #ifndef KOLN_NOTES_DATABASE_H
 #define KOLN_NOTES_DATABASE_H
 
+#include <map>
 #include <string>
 
 #include "NotesApi.h"
@@ -213,9 +214,12 @@ class KOLN_API KoLNDatabase {
   /// Whether a note is in the table; takes as long as the table is.
   /// @param unread Set to true if it is, and **never to false: start with false.** Without a table
   ///               it stays as it is, which is logged and gives a clean record.
+  /// @return A custom message, not logged, for a table that is damaged or cannot be walked: whether
+  ///         the note was read is then not known.
   KoLNError GetNoteUnreadStatus(NOTEID id, bool& unread);
 
   /// The notes modified since a time.
+  /// Closed: none.
   /// @param since Wildcard: all notes and deletion stubs; minimum: all notes.
   /// @param until Receives the time to ask for the next time. Not null.
   /// @param table Receives an ID table for the caller to release (`KoLNUtilities::MemFreeTable`);
@@ -255,6 +259,51 @@ class KOLN_API KoLNDatabase {
                         void* context, DWORD flags);
   /// @}
 
+  /// Sends the title of every view and folder (UTF-8) to the host through its message callback, but
+  /// for those with "G" in "$Flags". What the host answers does not matter.
+  /// @return Code only, not logged: of the search, or of the first view that could not be opened,
+  ///         which ends it. Closed: none.
+  KoLNError GetViews();
+
+  /// @name Folders
+  /// Each asks the host through its quit callback whether to go on, at every entry; once it says
+  /// stop, the rest is left undone and what was obtained is given back, and the record does not tell.
+  /// Closed: 4996, not logged. Failures: `SetError`, logged at level 0. Names are LMBCS and compared
+  /// letter for letter; levels of nested folders are parted by a backslash.
+  /// @{
+
+  /// Extends a list of folders by the folders nested in them.
+  /// @param folders Names with ";" between them; only the first 1,023 bytes are looked at. Found
+  ///                titles are appended in the order of the design, once for each name above them.
+  /// @return A custom message for an empty list. After a failure the list is unchanged. A buffer that
+  ///         cannot be locked is only logged.
+  KoLNError AddSubFolders(std::string& folders);
+
+  /// Narrows a table of notes by the documents in folders and views, nested ones included.
+  /// @param folders   Names as above; extended by `AddSubFolders`. A name without "$" is looked up
+  ///                  with a "$" in front.
+  /// @param noteTable ID table of the caller's; IDs are deleted from it.
+  /// @param mode      1 keeps only what is in the folders, 2 deletes what is in them, anything else
+  ///                  deletes nothing.
+  /// @return A custom message for an empty list or table 0. **A folder that cannot be found, and a
+  ///         failed `AddSubFolders`, do not end the run: only the record tells. With mode 1 the
+  ///         documents of such a folder are deleted from the table.** Other failures end it before
+  ///         the table is changed; one while it is changed leaves it changed in part.
+  KoLNError FilterDocumentsOfFolders(std::string& folders, DHANDLE& noteTable, unsigned long mode);
+
+  /// Puts restored notes back into their folders.
+  /// @param buffer Folder records behind each other, in the host's byte order, without padding: the
+  ///               folder's ORIGINATORID (28 bytes, of which the first 16, its UNID, count), the number of items (4),
+  ///               and per item the note's on-disk ORIGINATORID (as long as Notes says, at least 16 bytes,
+  ///               of which the first 16 count).
+  /// @param size   Bytes of the buffer. Nothing behind them is read.
+  /// @param ignored Not read.
+  /// @return **The last error; the run goes on after most.** Notes and folders that are not there are
+  ///         skipped. A buffer that ends inside a record gives a custom message, after its whole
+  ///         items have been put; so does an on-disk length below 16, at once.
+  KoLNError PutNotesInFolders(char* buffer, DWORD size, const char* ignored);
+  /// @}
+
   /// @name Reserved; each does nothing and succeeds
   /// @{
   KoLNError CheckDXLErrorLog(DWORD log);
@@ -289,5 +338,124 @@ class KOLN_API KoLNDatabase {
   DbMigrateCriteria migrationCriteria_;
   KoLNInstance& instance_;
 };
+
+/// One view or folder of an open database: its columns, and its collection, which is read page by
+/// page. The database must stay open and outlive the object.
+///
+/// The object owns the view's note and closes it when it is opened again, closed or destroyed; a
+/// collection belongs to the caller. Conventions of threads and records as for `KoLNDatabase`;
+/// failures are recorded with `SetError` and logged at level 0 unless said otherwise.
+class KOLN_API KoLNView {
+ public:
+  /// @param viewName UTF-8; of names with "|" between them the last is the one that counts.
+  KoLNView(KoLNDatabase& db, std::string viewName);
+  KoLNView(KoLNDatabase& db, unsigned int viewNoteID);
+
+  /// Closes the view's note and drops the result.
+  ~KoLNView();
+
+  KoLNView(const KoLNView&) = delete;
+  KoLNView& operator=(const KoLNView&) = delete;
+
+  /// Looks the view up by its name.
+  /// @param noteID Receives its note ID, which the object keeps too; 0xFFFFFFFF if it is not found.
+  /// @return Custom messages, not logged: "Invalid view name or database handle." and, for "No View
+  ///         Selected" and an empty name behind the last "|", "Default view is NO VIEW SELECTED".
+  KoLNError FindID(unsigned int& noteID);
+
+  /// Opens the view's note. @param openFlags `OPEN_` bits.
+  KoLNError Open(unsigned short openFlags);
+
+  /// Closes the view's note. Succeeds on a closed view; afterwards the view is closed in any case.
+  KoLNError Close();
+
+  /// Opens the view's note and reads its columns.
+  /// @param titles Receives the titles of the visible columns (UTF-8, cleaned as by
+  ///               `KONormalizeText`), each with 0x12 in front. **At most 200 characters: columns
+  ///               behind that are left out.** Without titles are columns that are hidden, icons,
+  ///               categories or for responses only.
+  /// @return A custom message for an item that is no view format, and for one that is damaged (what
+  ///         stands before the damage is delivered). **A format of another version is only logged,
+  ///         and gives a clean record and no titles.**
+  KoLNError GetCoulmnTitles(std::string* titles);
+
+  /// Looks an item of the open view's note up.
+  /// @param itemName **One character longer than the item's name:** the last is dropped.
+  /// @param valueBlock Receives the value's place, type word first; it stays the note's.
+  /// @param valueLength Receives its bytes, type word included.
+  /// @return "Invalid view handle." (0xFFFF, not logged) if the view is not open.
+  KoLNError GetItemInfo(std::string itemName, unsigned short& dataType, BLOCKID& valueBlock,
+                        unsigned int& valueLength);
+
+  /// Opens the collection. Logged at level -1. @param unreadTable 0. @param collection Receives the
+  /// handle for the caller to close. @param viewNote Null; what the others receive stays Notes'.
+  KoLNError OpenCollection(unsigned short openFlags, unsigned int unreadTable,
+                           unsigned short* collection, unsigned int* viewNote,
+                           UNIVERSALNOTEID* viewUNID, unsigned int* collapsedList,
+                           unsigned int* selectedList);
+
+  /// Reads a page of the collection, as Notes does it; see `NAVIGATE_`, `READ_MASK_` and `SIGNAL_`.
+  /// Logged at level -1. @param buffer Receives a memory handle for the caller to free; may stay 0.
+  KoLNError ReadColection(unsigned short* collection, COLLECTIONPOSITION* position,
+                          unsigned short skipNavigator, unsigned int skipCount,
+                          unsigned short returnNavigator, unsigned int returnCount,
+                          unsigned int returnMask, DHANDLE* buffer, WORD* bufferLength,
+                          DWORD* entriesSkipped, DWORD* entriesReturned, WORD* signalFlags);
+
+  /// Closes a collection; the variable is not reset. Logged at level -1.
+  KoLNError CloseCollection(unsigned short& collection);
+
+  /// Renders one entry of a collection as a line of a text index: the note ID as eight hexadecimal
+  /// digits and, for each visible column of `GetCoulmnTitles`, its text in UTF-8 (cut at 80
+  /// characters before it is translated, cleaned as by `KONormalizeText`), each followed by 0x12. A
+  /// column that would take the line past 240 characters ends it.
+  /// @param entry        4,096 bytes; terminated.
+  /// @param summary      The entry's summary buffer (ITEM_TABLE); what it says of bytes behind its
+  ///                     own length is not read.
+  /// @param noteID       As the collection gives it, the category bit included: categorised columns
+  ///                     show on category entries only.
+  /// @param specialInfo, position The entry's, for index functions in its texts.
+  /// @return 0 when done; 1 when the 4,096 bytes would overflow, which is logged at level -1.
+  int AddEntryToNoteIndex(char* entry, unsigned char* summary, unsigned int noteID,
+                          INDEXSPECIALINFO specialInfo, COLLECTIONPOSITION position,
+                          unsigned short ignored);
+
+  // The fields stand in a fixed order: hosts embed these objects.
+ private:
+  NOTEHANDLE note_;
+  std::string viewName_;
+  NOTEID noteId_;
+  std::string databaseName_;
+  DBHANDLE db_;
+  std::string columnTitles_;
+  DWORD columnCount_;
+  std::map<std::string, WORD>* columns_;
+};
+
+/// The routine of `KoLNDatabase::GetViews` for `NSFSearch`. Nothing thrown leaves it.
+/// @param context Address of the database's handle. @return 0, or the status of the note that could
+/// not be opened.
+KOLN_API STATUS ForEachViewName(void* context, SEARCH_MATCH* match, ITEM_TABLE* summary);
+
+/// Renders a list and ranges of times: "time,time ; lower-upper,lower-upper".
+/// @param value RANGE header, times, pairs of times, all of them present; any alignment.
+/// @param text  **217 bytes:** the text ends after the piece that takes it past 55 characters.
+/// @return The address behind the value.
+KOLN_API unsigned char* convertTimeRange(unsigned char* value, char* text);
+
+/// A code and what it is called.
+struct CodeName {
+  DWORD code;
+  const char* name;
+};
+
+/// @name Names of codes
+/// For hosts; the library does not read them. Each ends in a row with the code 0xFFFFFFFF.
+/// @{
+extern KOLN_API const CodeName
+    notes_types[];  ///< `TYPE_` codes; one more row follows, without name.
+extern KOLN_API const CodeName item_flags[];  ///< `ITEM_` bits.
+extern KOLN_API const CodeName note_flags[];  ///< `NOTE_FLAG_` bits, described.
+/// @}
 
 #endif

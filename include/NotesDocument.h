@@ -21,8 +21,11 @@ struct KOLN_API ATTACHMENT {
 
   /// Everything zero and empty.
   ATTACHMENT();
+  /// Where memory is short the copy has no name.
   ATTACHMENT(const ATTACHMENT& other);
   ATTACHMENT& operator=(const ATTACHMENT& other);
+  ATTACHMENT(ATTACHMENT&& other) noexcept;
+  ATTACHMENT& operator=(ATTACHMENT&& other) noexcept;
 
   /// Whether all five fields are equal; the times are compared by Notes (`KO_TimeDateCompare`).
   /// False when that cannot be asked.
@@ -56,7 +59,8 @@ struct KOLN_API DbMigrateCriteria {
 };
 
 /// Where an import reads its DXL from: the context of `KoLNUtilities::DXLImportStreamFunc`. Owned by
-/// the caller, file and buffer included.
+/// the caller, file and buffer included. A staged file that ends too early leaves `remaining` 0 as a
+/// whole one does: compare `offset` with the length of the DXL when the import is done.
 struct NoteImportRecord {
   FILE* file;       ///< Staged file, read where there is no buffer: 133 bytes of header, then DXL.
   BYTE* buffer;     ///< DXL in memory, without a header; null to read the file.
@@ -76,7 +80,7 @@ struct NoteExportRecord {
                     ///< replaced when it grows. The caller frees what is there in the end.
   DWORD total;      ///< Bytes received; start at 0.
   DWORD* capacity;  ///< The caller's size of the buffer; follows its growth.
-  DWORD written;    ///< Bytes stored; start at 0.
+  DWORD written;    ///< Bytes stored; start at 0. With `ok` 0 it may count what was not stored.
   BYTE toFile;      ///< 1: file; otherwise memory.
   BYTE ok;          ///< 1 at the start; 0 once something is missing.
 };
@@ -90,8 +94,9 @@ struct NoteExportRecord {
 /// Members return a `KoLNError` by value: a clean record means success. "`SetError`" below means
 /// that the record is set and carries the Notes status with its text, "code only" that
 /// `IsErrorSet()` stays false and `GetErrorCode()` must be tested. Nothing is thrown: where a Notes
-/// call throws, the record holds code 0xFFFF and a message that names the Notes function, unless
-/// said otherwise. Out-arguments keep their values on failure unless said otherwise.
+/// call throws, the record holds code 0xFFFF and a message that tells so (it names the Notes function
+/// or the kind of work), unless said otherwise. Out-arguments keep their values on failure unless
+/// said otherwise; lists keep what was found before.
 ///
 /// What is missing is told first, by `SetError`: 4996 without a database handle, 5051 without an
 /// open note. *Needs db* and *needs note* say which of the two a member checks.
@@ -118,9 +123,9 @@ class KOLN_API KoLNDocument {
 
   /// @name Opening and closing
   /// Flags are passed on as they are. An open note is closed first and the result dropped; if the
-  /// call then fails, the object is closed. Failures are logged at level 0, missing handles and IDs
-  /// included ("Note ID note set", code 0xFFFF). A call of the open and close members that throws
-  /// gives 551.
+  /// call then fails, the object is closed. Failures are logged at level 0, a missing database handle
+  /// or note ID ("Note ID note set", code 0xFFFF) included, but for a `Create` that throws and a
+  /// `Close` without a note. A call of the open and close members that throws gives 551.
   /// @{
 
   /// Makes a new note, in memory only until `Update`. Needs db.
@@ -219,12 +224,12 @@ class KOLN_API KoLNDocument {
 
   /// Deletes the note and leaves a deletion stub (unless flags say otherwise); an open note stays
   /// open in memory. Afterwards the object has no note ID. Needs db and the note ID; failures are
-  /// logged at level 0.
+  /// logged at level 0, calls that throw are not.
   KoLNError Delete(WORD flags);
 
   /// Deletes the note without a stub, after closing it if it is open (the result is dropped).
   /// Afterwards the object has neither note ID nor handle. Needs db and the note ID; failures are
-  /// logged at level 0.
+  /// logged at level 0, calls that throw are not.
   KoLNError HardDelete();
   /// @}
 
@@ -233,11 +238,12 @@ class KOLN_API KoLNDocument {
   /// functions there for what happens to the records.
   /// @{
 
-  /// Imports DXL into the database. @param record Says where the DXL is; updated on the way.
+  /// Imports DXL into the database. @param record Says where the DXL is; updated on the way, see
+  /// there for a file that ends too early.
   /// @return 5051 without a database handle; a custom message for a null record.
   KoLNError Import(DXLIMPORTHANDLE importer, NoteImportRecord* record);
 
-  /// Exports the open note. Needs note. **Success alone does not say that the DXL is whole: look at
+  /// Exports the open note, and flushes a staged file. Needs note. **Success alone does not say that the DXL is whole: look at
   /// `record->ok`.** @return A custom message for a null record.
   KoLNError Export(DXLEXPORTHANDLE& exporter, NoteExportRecord* record);
 
@@ -304,7 +310,8 @@ class KOLN_API KoLNDataDocument : public KoLNDocument {
   /// @}
 
   /// @name Taking away what is archived
-  /// Failures: `SetError`, logged at level 0, unless said otherwise. What is not there is no error.
+  /// Failures: `SetError`, logged at level 0; a custom message without memory. Calls that throw while
+  /// something is looked up are not logged. What is not there is no error.
   /// @{
 
   /// Writes the item "AttachmentData": every attachment's name followed by one NUL. **Its length is
@@ -330,7 +337,8 @@ class KOLN_API KoLNDataDocument : public KoLNDocument {
   /// @name Writing items
   /// @{
 
-  /// Replaces an item by a text. **Only the low 16 bits of the length count.**
+  /// Replaces an item by a text. **Only the low 16 bits of the length count,** and a length of 65,535
+  /// ends it at its first NUL.
   /// @return Code only, logged at level 0; "Caught an exception during SetItemText()" (0xFFFF) when
   ///         the call throws.
   KoLNError SetItemText(std::string name, std::string text);
@@ -343,8 +351,9 @@ class KOLN_API KoLNDataDocument : public KoLNDocument {
   /// @}
 
   /// @name The way back
-  /// Each appends to the item "Body". Null texts are refused with a custom message. Without memory
-  /// 263. Failures of Notes: `SetError`, logged at level 0.
+  /// Each appends to the item "Body". Not logged: null texts, which are refused with a custom
+  /// message; 263, without memory; and a record that could not be begun or, by `InsertURL`, ended.
+  /// All other failures: `SetError`, logged at level 0, unless said otherwise.
   /// @{
 
   /// Appends the URL as a clickable link.
@@ -388,7 +397,7 @@ class KOLN_API KoLNDesignDocument : public KoLNDocument {
 /// @param room  Bytes left in the block.
 /// @param total The caller's count of bytes used, which grows by what `*dest` moves.
 /// @return For the first three 0, or 5117 where a pointer is null or the room is too small, or
-///         0xFFFF when the Notes call throws.
+///         0xFFFF when a Notes call throws or is not bound.
 /// @{
 
 /// A button of two inches. @param label LMBCS; null counts as empty.

@@ -289,7 +289,8 @@ class KOLN_API KoLNUtilities {
 
   /// Compiles the formula and starts its computation.
   /// @return "Formula already initialized" (0xFFFF), also after a shutdown and after a computation
-  ///         that could not be started; otherwise `SetError`.
+  ///         that could not be started; other custom messages where Notes gives a formula that cannot
+  ///         be locked or no computation; otherwise `SetError`.
   KoLNError InitializeFormulaComputation();
 
   /// Releases the formula and ends its computation. The handle is void from then on.
@@ -317,7 +318,9 @@ class KOLN_API KoLNUtilities {
 
   /// Makes an exporter, likewise. The keys 3 to 7 (doctype, banner comments, character set, rich
   /// text, log comment) and 30 to 34 (note format, first fatal error, root attributes, XML
-  /// declaration, DOCTYPE) are set, all others left out silently.
+  /// declaration, DOCTYPE) are set, all others left out silently. The values of 3 and 7 are texts,
+  /// of 4 terminated texts closed by an empty one (3 and 4 may be null); the rest 32-bit integers.
+  /// @return `SetError`, not logged.
   KoLNError CreateDXLExporter(DXLEXPORTHANDLE& exporter,
                               std::map<DXL_EXPORT_PROPERTY, void*> properties);
 

@@ -60,6 +60,45 @@ class OwnedMemory {
   DHANDLE object_;
 };
 
+// An ID table, destroyed unless its handle is 0.
+class OwnedTable {
+ public:
+  explicit OwnedTable(DHANDLE table) noexcept : table_(table) {}
+  ~OwnedTable() {
+    if (table_ != NULLHANDLE) {
+      static_cast<void>(KOLN_STATUS(IDDestroyTable, table_).failed());
+    }
+  }
+  OwnedTable(const OwnedTable&) = delete;
+  OwnedTable& operator=(const OwnedTable&) = delete;
+
+  DHANDLE handle() const noexcept { return table_; }
+
+ private:
+  DHANDLE table_;
+};
+
+// An open collection. What a failed open call left in its output is none: make the owner afterwards.
+class OpenCollection {
+ public:
+  explicit OpenCollection(HCOLLECTION collection) noexcept : collection_(collection) {}
+  ~OpenCollection() { static_cast<void>(close().failed()); }
+  OpenCollection(const OpenCollection&) = delete;
+  OpenCollection& operator=(const OpenCollection&) = delete;
+
+  HCOLLECTION handle() const noexcept { return collection_; }
+
+  // Closes now, where the outcome matters; once, whatever it is.
+  CallResult close() noexcept {
+    const HCOLLECTION collection = std::exchange(collection_, HCOLLECTION{0});
+    return collection == 0 ? CallResult("NIFCloseCollection", NOERROR)
+                           : KOLN_STATUS(NIFCloseCollection, collection);
+  }
+
+ private:
+  HCOLLECTION collection_;
+};
+
 // An open note; closed unless `handle` is 0.
 class OpenNote {
  public:

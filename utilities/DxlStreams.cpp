@@ -46,6 +46,15 @@ DWORD readStaged(const NoteImportRecord& record, BYTE* out, DWORD length) {
   return static_cast<DWORD>(std::fread(out, 1, length, record.file));
 }
 
+// Returns how much of the data was written.
+std::size_t writeStaged(FILE* file, const BYTE* data, std::size_t length) {
+  try {
+    return file == nullptr ? 0 : std::fwrite(data, 1, length, file);
+  } catch (...) {  // A stream of the host's own making may throw.
+    return 0;
+  }
+}
+
 // The size that a buffer grows to for `total` bytes: one and a half times as much, counted in 32
 // bits; where that wraps, half as much again until it reaches. 0 if it never does.
 DWORD grownCapacity(DWORD total) {
@@ -208,14 +217,15 @@ void KoLNUtilities::DXLExportStreamFunc(const BYTE* data, DWORD length, void* co
   }
   record->total += length;
   if (record->toFile == 1) {
-    const std::size_t stored =
-        record->file == nullptr ? 0 : std::fwrite(data, 1, length, record->file);
+    const std::size_t stored = writeStaged(record->file, data, length);
     record->written += static_cast<DWORD>(stored);
-    // An importer counts in 32 bits too: what wraps could not be read back.
-    if (stored != length || record->total < length) {
+    if (stored != length) {
       record->ok = 0;
       KOLN_LOG("DXLExportStreamFunc", -1, "Error: only %zu of %u bytes written to the staged file",
                stored, length);
+    } else if (record->total < length) {  // An importer counts in 32 bits too: it cannot read this.
+      record->ok = 0;
+      KOLN_LOG("DXLExportStreamFunc", -1, "Error: the staged file exceeds what 32 bits can count");
     }
     return;
   }

@@ -1,6 +1,4 @@
 // The formula that measures notes: compiled and started once, kept locked while it runs.
-#include <cstring>
-
 #include "NotesUtilities.h"
 #include "platform/NotesCall.h"
 
