@@ -2,7 +2,6 @@
 #ifndef KOLN_DATABASE_COLLECTION_PAGE_H
 #define KOLN_DATABASE_COLLECTION_PAGE_H
 
-#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -21,15 +20,16 @@ struct CollectionEntry {
 };
 
 struct CollectionPage {
-  enum class Content { Entries, None, NotLocked };
+  enum class Content { Entries, None, NotLocked, Damaged };
 
   Content content = Content::None;
   std::vector<CollectionEntry> entries;
   bool more = false;
 };
 
-// Reads the next page. `error` is set if that failed; the log line differs from place to place. The
-// call does not say how long its buffer is, so the buffer's own size bounds what is read of it.
+// Reads the next page. `error` is set if that failed, or if the page is damaged; the log line
+// differs from place to place. The call does not say how long its buffer is: the buffer's own size
+// tells.
 inline CallResult readPage(HCOLLECTION collection, COLLECTIONPOSITION& position, WORD skipNavigator,
                            DWORD returnCount, CollectionPage& page, KoLNError& error) {
   constexpr std::size_t entrySize = sizeof(NOTEID) + sizeof(WORD);
@@ -55,12 +55,18 @@ inline CallResult readPage(HCOLLECTION collection, COLLECTIONPOSITION& position,
   }
   DWORD size = 0;
   const CallResult measured = KOLN_STATUS(OSMemGetSize, buffer, &size);
-  if (measured.failed()) {
-    measured.record(error);
-    return measured;
+  if (measured.failed() || size / entrySize < returned) {
+    page.content = CollectionPage::Content::Damaged;
+    if (measured.failed()) {
+      measured.record(error);
+    } else {
+      error.SetCustomMessage("The buffer of a collection has %u bytes for %u entries.", size,
+                             returned);
+    }
+    return read;
   }
   const auto* const bytes = static_cast<const BYTE*>(locked.address());
-  page.entries.resize(std::min<std::size_t>(returned, size / entrySize));
+  page.entries.resize(returned);
   for (std::size_t i = 0; i < page.entries.size(); ++i) {
     std::memcpy(&page.entries[i].id, bytes + i * entrySize, sizeof(NOTEID));
     std::memcpy(&page.entries[i].noteClass, bytes + i * entrySize + sizeof(NOTEID), sizeof(WORD));

@@ -176,15 +176,22 @@ KoLNError KoLNDatabase::PutNotesInFolders(char* buffer, DWORD size, const char* 
     if (buffer == nullptr) {
       if (size != 0) {
         error.SetCustomMessage("No buffer with folder records.");
+        KOLN_LOG(function, 0, "%s", error.GetMessage().c_str());
       }
       return;
     }
-    // The on-disk ORIGINATORID has no fixed size here: what Notes says is what the backup used. (The
-    // published list calls this type by another name.)
-    const WORD itemSize = KOLN_VALUE(WORD{0}, ODSLength, ODS_UNIVERSALNOTEID);
-    if (itemSize < sizeof(UNIVERSALNOTEID)) {
+    // The on-disk ORIGINATORID has no fixed size here: what Notes says is what the backup used.
+    // (The published list calls this type by another name.)
+    WORD itemSize = 0;
+    const koln::CallResult asked = KOLN_INTO(itemSize, ODSLength, ODS_UNIVERSALNOTEID);
+    if (asked.failed()) {
+      asked.record(error);
+    } else if (itemSize < sizeof(UNIVERSALNOTEID)) {
       error.SetCustomMessage("Notes gives %u bytes as the size of an item in a folder record.",
                              static_cast<unsigned>(itemSize));
+    }
+    if (error.IsErrorSet()) {
+      KOLN_LOG(function, 0, "%s", error.GetMessage().c_str());
       return;
     }
     FolderReconstruction(handle_, buffer, size, itemSize, error).run();

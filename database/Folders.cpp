@@ -1,4 +1,6 @@
 // Which documents are in which folders: nested folders found, tables of notes narrowed.
+#include <algorithm>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -48,14 +50,15 @@ koln::CallResult openCollection(DBHANDLE db, NOTEID view, WORD flags, HCOLLECTIO
 // Finds the folders nested in those of a list.
 class SubFolderSearch {
  public:
-  SubFolderSearch(DBHANDLE db, const std::string& folders) : db_(db) {
+  SubFolderSearch(DBHANDLE db, const std::string& folders, koln::QuitRequest& quit)
+      : db_(db), quit_(quit) {
     for (std::string& name : namesOf(std::string_view(folders).substr(0, longestLookedAt))) {
       prefixes_.push_back(std::move(name) + '\\');
     }
   }
 
-  // What to append to the list, with ";" in front of each title. False if the search failed, or if a
-  // page could not be locked, which is no error on the record.
+  // What to append to the list, with ";" in front of each title. False if the search failed, or if
+  // a page could not be locked, which is no error on the record.
   bool run(std::string& found, KoLNError& error) {
     HCOLLECTION handle = 0;
     const koln::CallResult opened = openCollection(db_, designCollection, 0, handle);
@@ -113,6 +116,11 @@ class SubFolderSearch {
                "Error: OSLockObject(...) returned a NULL buffer while getting subfolders.");
       return false;
     }
+    if (page.content == koln::CollectionPage::Content::Damaged) {
+      KOLN_LOG("AddSubFolders", 0, "Error: unable to get subfolders: %s",
+               error.GetMessage().c_str());
+      return false;
+    }
     if (page.content == koln::CollectionPage::Content::None) {
       KOLN_LOG("AddSubFolders", 0, "Warning: no design entries found.");
     }
@@ -132,8 +140,16 @@ class SubFolderSearch {
     }
     const koln::OpenNote note(handle);
     koln::TextBuffer<1024> title;
-    if (KOLN_VALUE(WORD{0}, NSFItemGetText, note.handle(), "$TITLE", title.data(),
-                   title.capacity()) == 0) {
+    WORD length = 0;
+    const koln::CallResult asked =
+        KOLN_INTO(length, NSFItemGetText, note.handle(), "$TITLE", title.data(), title.capacity());
+    if (asked.failed()) {
+      asked.record(error);
+      KOLN_LOG("AddSubFolders", 0, "Error: unable to get subfolders: %s",
+               error.GetMessage().c_str());
+      return false;
+    }
+    if (length == 0) {
       KOLN_LOG("AddSubFolders", 3, "Warning: found a view/folder without a title.");
       return true;
     }
@@ -149,14 +165,31 @@ class SubFolderSearch {
   const DBHANDLE db_;
   std::vector<std::string> prefixes_;
   std::unordered_set<NOTEID> seen_;
-  koln::QuitRequest quit_;
+  koln::QuitRequest& quit_;
 };
+
+KoLNError addSubFolders(DBHANDLE db, std::string& folders, koln::QuitRequest& quit) {
+  return koln::recorded([&](KoLNError& error) {
+    if (db == NULLHANDLE) {
+      error.SetError(ERR_NULL_DBHANDLE);
+      return;
+    }
+    if (folders.empty()) {
+      error.SetCustomMessage("Invalid parameters passed in.");
+      return;
+    }
+    std::string found;
+    if (SubFolderSearch(db, folders, quit).run(found, error)) {
+      folders += found;
+    }
+  });
+}
 
 // Narrows a table of notes by the union of the documents of some folders.
 class FolderFilter {
  public:
-  FolderFilter(DBHANDLE db, DHANDLE notes, DHANDLE members)
-      : db_(db), notes_(notes), members_(members) {}
+  FolderFilter(DBHANDLE db, DHANDLE notes, DHANDLE members, koln::QuitRequest& quit)
+      : db_(db), notes_(notes), members_(members), quit_(quit) {}
 
   // Adds the documents of one folder to the union. False if the run is to end.
   bool addFolder(const std::string& name, KoLNError& error) {
@@ -209,6 +242,7 @@ class FolderFilter {
       const koln::CallResult asked = KOLN_INTO(present, IDIsPresent, members_, id);
       if (asked.failed()) {
         asked.record(error);
+        KOLN_LOG(function, 0, "Error: unable to filter by folders: %s", error.GetMessage().c_str());
         return false;
       }
       if ((mode == Include) == (present != FALSE)) {
@@ -224,11 +258,11 @@ class FolderFilter {
         return false;
       }
     }
+    if (scan.failed()) {
+      KOLN_LOG(function, 0, "Error: unable to filter by folders: %s", error.GetMessage().c_str());
+    }
     return !scan.failed();
   }
-
-  // Once asked to stop, always: a union that is half built must not be filtered by.
-  bool stopped() const { return quit_.remembered(); }
 
  private:
   static constexpr const char* function = "FilterDocumentsOfFolders";
@@ -238,6 +272,7 @@ class FolderFilter {
     koln::CollectionPage page;
     std::vector<koln::CollectionEntry> previous;
     do {
+      const COLLECTIONPOSITION before = position;
       previous.swap(page.entries);
       const koln::CallResult read =
           koln::readPage(collection, position, NAVIGATE_NEXT, MAXWORD, page, error);
@@ -257,9 +292,15 @@ class FolderFilter {
         KOLN_LOG(function, 0, "No entries in folder/view: [%s].", designName.c_str());
         return true;
       }
-      // A collection that delivers one page for ever is damaged.
-      if (page.entries == previous) {
-        return true;
+      if (page.content == koln::CollectionPage::Content::Entries && page.entries == previous &&
+          std::memcmp(&before, &position, sizeof before) == 0) {
+        error.SetCustomMessage("The collection does not end.");
+        page.content = koln::CollectionPage::Content::Damaged;
+      }
+      if (page.content == koln::CollectionPage::Content::Damaged) {
+        KOLN_LOG(function, 0, "Error: unable to filter by folder/view: [%s]. %s",
+                 designName.c_str(), error.GetMessage().c_str());
+        return false;
       }
       if (!insertDocuments(page.entries, error)) {
         return false;
@@ -293,26 +334,14 @@ class FolderFilter {
   const DBHANDLE db_;
   const DHANDLE notes_;
   const DHANDLE members_;
-  koln::QuitRequest quit_;
+  koln::QuitRequest& quit_;
 };
 
 }  // namespace
 
 KoLNError KoLNDatabase::AddSubFolders(std::string& folders) {
-  return koln::recorded([&](KoLNError& error) {
-    if (handle_ == NULLHANDLE) {
-      error.SetError(ERR_NULL_DBHANDLE);
-      return;
-    }
-    if (folders.empty()) {
-      error.SetCustomMessage("Invalid parameters passed in.");
-      return;
-    }
-    std::string found;
-    if (SubFolderSearch(handle_, folders).run(found, error)) {
-      folders += found;
-    }
-  });
+  koln::QuitRequest quit;
+  return addSubFolders(handle_, folders, quit);
 }
 
 KoLNError KoLNDatabase::FilterDocumentsOfFolders(std::string& folders, DHANDLE& noteTable,
@@ -338,14 +367,16 @@ KoLNError KoLNDatabase::FilterDocumentsOfFolders(std::string& folders, DHANDLE& 
       return;
     }
     const koln::OwnedTable members(memberTable);
-    error = AddSubFolders(folders);
+    // One for the whole run: once asked to stop, a union that is half built is not filtered by.
+    koln::QuitRequest quit;
+    error = addSubFolders(handle_, folders, quit);
     if (error.IsErrorSet()) {
       KOLN_LOG(function, 0, "Error: unable to find subfolders for folder filtering.");
     }
 
-    FolderFilter filter(handle_, noteTable, members.handle());
+    FolderFilter filter(handle_, noteTable, members.handle(), quit);
     for (const std::string& name : namesOf(folders)) {
-      if (filter.stopped()) {
+      if (quit.remembered()) {
         break;
       }
       if (!filter.addFolder(name, error)) {

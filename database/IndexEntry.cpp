@@ -425,7 +425,7 @@ unsigned char* convertTimeRange(unsigned char* value, char* text) {
   constexpr std::size_t lastStart = 55;  // A piece is begun while the text has no more than this.
   // What the text can grow to: a piece behind 55 characters is at most a comma, two times of 80
   // characters and a dash.
-  Built<216> times;
+  Built<217> times;
   RANGE header;
   std::memcpy(&header, value, sizeof header);
   unsigned char* place = value + sizeof header;

@@ -1,4 +1,5 @@
-// Sets of notes: those that nobody has read yet, those that have changed, those that a search finds.
+// Sets of notes: those that nobody has read yet, those that have changed, those that a search
+// finds.
 #include <string>
 
 #include "NotesDatabase.h"

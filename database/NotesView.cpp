@@ -32,10 +32,12 @@ constexpr std::size_t titleReserve = 8;
 constexpr std::size_t longestColumnText = 127;
 using ColumnText = koln::TextBuffer<longestColumnText>;
 
-// The value of a view format item, of which nothing behind its length is read.
+// The value of a view format item, of which nothing behind its length is read. A read that fails
+// sets the record only where a call of Notes has failed; otherwise the format is damaged.
 class ViewFormat {
  public:
-  ViewFormat(const BYTE* value, std::size_t length) : value_(value), length_(length) {}
+  ViewFormat(const BYTE* value, std::size_t length, KoLNError& error)
+      : value_(value), length_(length), error_(error) {}
 
   // The header and, in a table, how many columns there are. The header is the first part of the
   // table format, which is therefore read from the same place. False for a damaged format.
@@ -48,11 +50,14 @@ class ViewFormat {
       return true;
     }
     VIEW_TABLE_FORMAT table = {};
-    WORD columnSize = 0;
     if (length_ < typeWordSize + tableFormatSize ||
-        !read(typeWordSize, ODS_VIEW_TABLE_FORMAT, &table) ||
-        KOLN_INTO(columnSize, ODSLength, ODS_VIEW_COLUMN_FORMAT).failed() ||
-        columnSize < columnFormatSize) {
+        !read(typeWordSize, ODS_VIEW_TABLE_FORMAT, &table)) {
+      return false;
+    }
+    WORD columnSize = 0;
+    const koln::CallResult asked = KOLN_INTO(columnSize, ODSLength, ODS_VIEW_COLUMN_FORMAT);
+    if (asked.failed() || columnSize < columnFormatSize) {
+      recordIfFailed(asked);
       return false;
     }
     columns_ = table.Columns;
@@ -88,11 +93,20 @@ class ViewFormat {
  private:
   bool read(std::size_t offset, WORD type, void* out) const {
     void* cursor = const_cast<BYTE*>(value_ + offset);  // Moved by the call.
-    return !KOLN_VOID(ODSReadMemory, &cursor, type, out, WORD{1}).failed();
+    const koln::CallResult done = KOLN_VOID(ODSReadMemory, &cursor, type, out, WORD{1});
+    recordIfFailed(done);
+    return !done.failed();
+  }
+
+  void recordIfFailed(const koln::CallResult& call) const {
+    if (call.failed()) {
+      call.record(error_);
+    }
   }
 
   const BYTE* value_;
   std::size_t length_;
+  KoLNError& error_;
   VIEW_FORMAT_HEADER header_ = {};
   WORD columns_ = 0;
   std::size_t format_ = 0;  // Where the next column's format is,
@@ -241,14 +255,18 @@ KoLNError KoLNView::GetCoulmnTitles(std::string* titles) {
     const koln::LockedObject locked(block.pool);
     if (locked.address() == nullptr) {
       error.SetCustomMessage("The view format could not be locked.");
+      KOLN_LOG(function, 0, "Cannot get view format information for note 0x%x - %s", noteId_,
+               error.GetMessage().c_str());
       return;
     }
 
     titles->clear();
     columns_->clear();
+    columnTitles_.clear();
+    columnCount_ = 0;
     std::string gathered;
     DWORD count = 0;
-    ViewFormat format(static_cast<const BYTE*>(locked.address()) + block.block, length);
+    ViewFormat format(static_cast<const BYTE*>(locked.address()) + block.block, length, error);
     bool whole = format.readHeader();
     if (whole && format.version() != VIEW_FORMAT_VERSION) {
       KOLN_LOG(function, 0, "View information format version for note %d is incompatible - %d",
@@ -275,7 +293,11 @@ KoLNError KoLNView::GetCoulmnTitles(std::string* titles) {
       }
     }
     if (!whole) {
-      error.SetCustomMessage("The view format of note 0x%x is damaged.", noteId_);
+      if (!error.IsErrorSet()) {
+        error.SetCustomMessage("The view format of note 0x%x is damaged.", noteId_);
+      }
+      KOLN_LOG(function, 0, "Cannot get view format information for note 0x%x - %s", noteId_,
+               error.GetMessage().c_str());
     }
     columnTitles_ = std::move(gathered);
     columnCount_ = count;
@@ -401,13 +423,17 @@ STATUS ForEachViewName(void* context, SEARCH_MATCH* match, ITEM_TABLE* /*summary
   }
   const koln::OpenNote note(handle);
   koln::TextBuffer<1024> title;
-  if (KOLN_VALUE(WORD{0}, NSFItemGetText, handle, "$TITLE", title.data(), title.capacity()) == 0) {
-    return NOERROR;
-  }
   koln::TextBuffer<128> flags;
-  if (KOLN_VALUE(WORD{0}, NSFItemGetText, handle, "$Flags", flags.data(), flags.capacity()) != 0 &&
-      std::strchr(flags.text(), 'G') != nullptr) {
-    return NOERROR;
+  WORD length = 0;
+  const koln::CallResult titled =
+      KOLN_INTO(length, NSFItemGetText, handle, "$TITLE", title.data(), title.capacity());
+  if (titled.failed() || length == 0) {
+    return titled.status();
+  }
+  const koln::CallResult flagged =
+      KOLN_INTO(length, NSFItemGetText, handle, "$Flags", flags.data(), flags.capacity());
+  if (flagged.failed() || (length != 0 && std::strchr(flags.text(), 'G') != nullptr)) {
+    return flagged.status();
   }
   koln::TextBuffer<1024> shown;
   koln::translateOrKeep(OS_TRANSLATE_LMBCS_TO_UTF8, title.text(), shown);

@@ -127,8 +127,8 @@ KoLNError KoLNDataDocument::GetMigrationDetails(DbMigrateCriteria& details) {
 
     details.AttachmentNumbers = static_cast<int>(attachments.size());
     for (ATTACHMENT& attachment : attachments) {
-      // Added to what the caller left there, on purpose; a sum that wrapped would make the note look
-      // small.
+      // Added to what the caller left there, on purpose; a sum that wrapped would make the note
+      // look small.
       const std::int64_t sum = std::int64_t{details.AttachmentSize} + attachment.size;
       details.AttachmentSize =
           static_cast<int>(std::min<std::int64_t>(sum, std::numeric_limits<int>::max()));

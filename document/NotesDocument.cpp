@@ -40,8 +40,8 @@ void closeBefore(NOTEHANDLE& note) {
   koln::OpenNote(std::exchange(note, NULLHANDLE)).close();
 }
 
-// Takes the note of an open call, or records why there is none. False after a status of Notes, whose
-// log line differs from member to member.
+// Takes the note of an open call, or records why there is none. False after a status of Notes,
+// whose log line differs from member to member.
 bool takeOpened(const koln::CallResult& opened, NOTEHANDLE handle, NOTEHANDLE& note,
                 const char* function, KoLNError& error) {
   if (opened.threw()) {

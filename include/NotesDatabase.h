@@ -1,5 +1,6 @@
 /// @file NotesDatabase.h
-/// `KoLNDatabase`: one Notes database of a server instance. `KoLNView`: one of its views or folders.
+/// `KoLNDatabase`: one Notes database of a server instance. `KoLNView`: one of its views or
+/// folders.
 #ifndef KOLN_NOTES_DATABASE_H
 #define KOLN_NOTES_DATABASE_H
 
@@ -206,9 +207,9 @@ class KOLN_API KoLNDatabase {
   /// Asks which notes the mailbox's owner has not read; `GetNoteUnreadStatus` then tells it note by
   /// note. The owner is `title`, or the database's own title where that is empty. The table is the
   /// object's: released when it is made anew, on `Close`, on opening again and on destruction.
-  /// @return Closed: 4996, not logged. A title that cannot be had, or is empty, gives its error or a
-  ///         custom message. **Failures of Notes are recorded as status 1, whatever they were.** All
-  ///         logged at level 0.
+  /// @return Closed: 4996, not logged. A title that cannot be had, or is empty, gives its error or
+  ///         a custom message. **Failures of Notes are recorded as status 1, whatever they were.**
+  ///         All logged at level 0.
   KoLNError DiscoverUnReadDocuments();
 
   /// Whether a note is in the table; takes as long as the table is.
@@ -228,8 +229,9 @@ class KOLN_API KoLNDatabase {
   KoLNError DiscoverModifiedDocuments(TIMEDATE since, TIMEDATE* until, WORD noteClassMask,
                                       DHANDLE* table);
 
-  /// Walks an ID table in ascending order. @param first Non-zero for the first ID. @param noteId The
-  /// ID of the last call, which receives the next. @return FALSE at the end, and when the call throws.
+  /// Walks an ID table in ascending order. @param first Non-zero for the first ID. @param noteId
+  /// The ID of the last call, which receives the next. @return FALSE at the end, and when the call
+  /// throws.
   BOOL NoteIDScan(DHANDLE& table, int first, DWORD* noteId);
 
   /// Calls a routine for each note of the database that a formula selects.
@@ -240,14 +242,14 @@ class KOLN_API KoLNDatabase {
   /// @param routine   Address of a variable with the routine. A non-zero result ends the search and
   ///                  is what is recorded.
   /// @param until     Receives the time to pass as `since` the next time; may be null.
-  /// @return Closed: message. Code only, not logged. **A search that throws is logged at level 0 and
-  ///         gives a clean record.** A null routine is refused with a custom message.
+  /// @return Closed: message. Code only, not logged. **A search that throws is logged at level 0
+  ///         and gives a clean record.** A null routine is refused with a custom message.
   KoLNError Search(DHANDLE formula, char* viewTitle, WORD searchFlags, WORD noteClassMask,
                    TIMEDATE* since, NSFSEARCHPROC* routine, void* context, TIMEDATE* until);
 
   /// Looks a note up by its universal ID; all out-pointers may be null where Notes allows it.
-  /// @return Closed: message. **Failures of Notes are recorded as status 1, whatever they were,** and
-  ///         logged at level 0.
+  /// @return Closed: message. **Failures of Notes are recorded as status 1, whatever they were,**
+  ///         and logged at level 0.
   KoLNError GetNoteInfoByUNID(UNID* unid, NOTEID* id, ORIGINATORID* oid, TIMEDATE* modified,
                               WORD* noteClass);
 
@@ -267,16 +269,16 @@ class KOLN_API KoLNDatabase {
 
   /// @name Folders
   /// Each asks the host through its quit callback whether to go on, at every entry; once it says
-  /// stop, the rest is left undone and what was obtained is given back, and the record does not tell.
-  /// Closed: 4996, not logged. Failures: `SetError`, logged at level 0. Names are LMBCS and compared
-  /// letter for letter; levels of nested folders are parted by a backslash.
+  /// stop, the rest is left undone and what was obtained is given back, and the record does not
+  /// tell. Closed: 4996, not logged. Failures: `SetError`, logged at level 0. Names are LMBCS and
+  /// compared letter for letter; levels of nested folders are parted by a backslash.
   /// @{
 
   /// Extends a list of folders by the folders nested in them.
   /// @param folders Names with ";" between them; only the first 1,023 bytes are looked at. Found
   ///                titles are appended in the order of the design, once for each name above them.
-  /// @return A custom message for an empty list. After a failure the list is unchanged. A buffer that
-  ///         cannot be locked is only logged.
+  /// @return A custom message for an empty list. After a failure the list is unchanged. A buffer
+  ///         that cannot be locked is only logged.
   KoLNError AddSubFolders(std::string& folders);
 
   /// Narrows a table of notes by the documents in folders and views, nested ones included.
@@ -287,20 +289,24 @@ class KOLN_API KoLNDatabase {
   ///                  deletes nothing.
   /// @return A custom message for an empty list or table 0. **A folder that cannot be found, and a
   ///         failed `AddSubFolders`, do not end the run: only the record tells. With mode 1 the
-  ///         documents of such a folder are deleted from the table.** Other failures end it before
-  ///         the table is changed; one while it is changed leaves it changed in part.
+  ///         documents of such a folder are deleted from the table.** The same holds for nested
+  ///         folders where a buffer cannot be locked, and that is only logged; a folder's own
+  ///         buffer that cannot be locked ends the run **with a clean record and the table as it
+  ///         was.** Other failures end it before the table is changed; one while it is changed
+  ///         leaves it changed in part.
   KoLNError FilterDocumentsOfFolders(std::string& folders, DHANDLE& noteTable, unsigned long mode);
 
   /// Puts restored notes back into their folders.
   /// @param buffer Folder records behind each other, in the host's byte order, without padding: the
-  ///               folder's ORIGINATORID (28 bytes, of which the first 16, its UNID, count), the number of items (4),
-  ///               and per item the note's on-disk ORIGINATORID (as long as Notes says, at least 16 bytes,
-  ///               of which the first 16 count).
+  ///               folder's ORIGINATORID (28 bytes, of which the first 16, its UNID, count), the
+  ///               number of items (4), and per item the note's on-disk ORIGINATORID (as long as
+  ///               Notes says, at least 16 bytes, of which the first 16 count).
   /// @param size   Bytes of the buffer. Nothing behind them is read.
   /// @param ignored Not read.
-  /// @return **The last error; the run goes on after most.** Notes and folders that are not there are
-  ///         skipped. A buffer that ends inside a record gives a custom message, after its whole
-  ///         items have been put; so does an on-disk length below 16, at once.
+  /// @return **The last error; the run goes on after most.** Notes and folders that are not there
+  ///         are skipped; of a note that Notes does not know (0x0404) only the record tells. A
+  ///         buffer that ends inside a record gives a custom message, after its whole items have
+  ///         been put; so does an on-disk length below 16, at once.
   KoLNError PutNotesInFolders(char* buffer, DWORD size, const char* ignored);
   /// @}
 
@@ -358,7 +364,8 @@ class KOLN_API KoLNView {
   KoLNView& operator=(const KoLNView&) = delete;
 
   /// Looks the view up by its name.
-  /// @param noteID Receives its note ID, which the object keeps too; 0xFFFFFFFF if it is not found.
+  /// @param noteID Receives its note ID, which the object keeps too; 0xFFFFFFFF if it is not found,
+  ///               unchanged after the first custom message.
   /// @return Custom messages, not logged: "Invalid view name or database handle." and, for "No View
   ///         Selected" and an empty name behind the last "|", "Default view is NO VIEW SELECTED".
   KoLNError FindID(unsigned int& noteID);
@@ -371,9 +378,10 @@ class KOLN_API KoLNView {
 
   /// Opens the view's note and reads its columns.
   /// @param titles Receives the titles of the visible columns (UTF-8, cleaned as by
-  ///               `KONormalizeText`), each with 0x12 in front. **At most 200 characters: columns
-  ///               behind that are left out.** Without titles are columns that are hidden, icons,
-  ///               categories or for responses only.
+  ///               `KONormalizeText`), each with 0x12 in front. **The list ends before a column
+  ///               whose title (LMBCS, at most 127 bytes) and 8 characters more would take it past
+  ///               200.** Left out are columns without title, "$ThreadsEmbed", and those that are
+  ///               hidden, icons, categories or for responses only. Null is refused.
   /// @return A custom message for an item that is no view format, and for one that is damaged (what
   ///         stands before the damage is delivered). **A format of another version is only logged,
   ///         and gives a clean record and no titles.**
@@ -415,7 +423,8 @@ class KOLN_API KoLNView {
   /// @param noteID       As the collection gives it, the category bit included: categorised columns
   ///                     show on category entries only.
   /// @param specialInfo, position The entry's, for index functions in its texts.
-  /// @return 0 when done; 1 when the 4,096 bytes would overflow, which is logged at level -1.
+  /// @return 0 when done; 1 when the 4,096 bytes would overflow or memory is short, which is logged
+  ///         at level -1, and for a null `entry`.
   int AddEntryToNoteIndex(char* entry, unsigned char* summary, unsigned int noteID,
                           INDEXSPECIALINFO specialInfo, COLLECTIONPOSITION position,
                           unsigned short ignored);
@@ -439,7 +448,7 @@ KOLN_API STATUS ForEachViewName(void* context, SEARCH_MATCH* match, ITEM_TABLE* 
 
 /// Renders a list and ranges of times: "time,time ; lower-upper,lower-upper".
 /// @param value RANGE header, times, pairs of times, all of them present; any alignment.
-/// @param text  **217 bytes:** the text ends after the piece that takes it past 55 characters.
+/// @param text  **218 bytes:** the text ends after the piece that takes it past 55 characters.
 /// @return The address behind the value.
 KOLN_API unsigned char* convertTimeRange(unsigned char* value, char* text);
 

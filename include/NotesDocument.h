@@ -58,9 +58,9 @@ struct KOLN_API DbMigrateCriteria {
   void dumpMigrationCriteria();
 };
 
-/// Where an import reads its DXL from: the context of `KoLNUtilities::DXLImportStreamFunc`. Owned by
-/// the caller, file and buffer included. A staged file that ends too early leaves `remaining` 0 as a
-/// whole one does: compare `offset` with the length of the DXL when the import is done.
+/// Where an import reads its DXL from: the context of `KoLNUtilities::DXLImportStreamFunc`. Owned
+/// by the caller, file and buffer included. A staged file that ends too early leaves `remaining` 0
+/// as a whole one does: compare `offset` with the length of the DXL when the import is done.
 struct NoteImportRecord {
   FILE* file;       ///< Staged file, read where there is no buffer: 133 bytes of header, then DXL.
   BYTE* buffer;     ///< DXL in memory, without a header; null to read the file.
@@ -71,8 +71,8 @@ struct NoteImportRecord {
 /// Where an export puts its DXL: the context of `KoLNUtilities::DXLExportStreamFunc`. Owned by the
 /// caller.
 ///
-/// **Look at `ok` when the export is done:** it is 0 if memory or the disk ran out on the way, while
-/// the export itself reports success. What was written is then not the whole note.
+/// **Look at `ok` when the export is done:** it is 0 if memory or the disk ran out on the way,
+/// while the export itself reports success. What was written is then not the whole note.
 struct NoteExportRecord {
   FILE* file;       ///< Written from its present position if `toFile` is 1. The host writes the 133
                     ///< bytes of header in front, and flushes.
@@ -94,9 +94,9 @@ struct NoteExportRecord {
 /// Members return a `KoLNError` by value: a clean record means success. "`SetError`" below means
 /// that the record is set and carries the Notes status with its text, "code only" that
 /// `IsErrorSet()` stays false and `GetErrorCode()` must be tested. Nothing is thrown: where a Notes
-/// call throws, the record holds code 0xFFFF and a message that tells so (it names the Notes function
-/// or the kind of work), unless said otherwise. Out-arguments keep their values on failure unless
-/// said otherwise; lists keep what was found before.
+/// call throws, the record holds code 0xFFFF and a message that tells so (it names the Notes
+/// function or the kind of work), unless said otherwise. Out-arguments keep their values on failure
+/// unless said otherwise; lists keep what was found before.
 ///
 /// What is missing is told first, by `SetError`: 4996 without a database handle, 5051 without an
 /// open note. *Needs db* and *needs note* say which of the two a member checks.
@@ -123,9 +123,9 @@ class KOLN_API KoLNDocument {
 
   /// @name Opening and closing
   /// Flags are passed on as they are. An open note is closed first and the result dropped; if the
-  /// call then fails, the object is closed. Failures are logged at level 0, a missing database handle
-  /// or note ID ("Note ID note set", code 0xFFFF) included, but for a `Create` that throws and a
-  /// `Close` without a note. A call of the open and close members that throws gives 551.
+  /// call then fails, the object is closed. Failures are logged at level 0, a missing database
+  /// handle or note ID ("Note ID note set", code 0xFFFF) included, but for a `Create` that throws
+  /// and a `Close` without a note. A call of the open and close members that throws gives 551.
   /// @{
 
   /// Makes a new note, in memory only until `Update`. Needs db.
@@ -160,8 +160,8 @@ class KOLN_API KoLNDocument {
 
   /// Seconds since the note was last modified anywhere, or since it was delivered. A time that lies
   /// in the future gives 0.
-  /// @param useSentReceived Non-zero counts from the item "DeliveredDate", else "PostedDate". A note
-  ///                        with neither gives 0, which is success and a warning at level 2.
+  /// @param useSentReceived Non-zero counts from the item "DeliveredDate", else "PostedDate". A
+  ///                        note with neither gives 0, which is success and a warning at level 2.
   KoLNError GetAgeInSeconds(unsigned long& age, unsigned long useSentReceived);
 
   /// The note's size in bytes, attachments included, fractions dropped.
@@ -173,12 +173,12 @@ class KOLN_API KoLNDocument {
   /// The item "Subject": LMBCS, at most 256 bytes; empty if there is none.
   KoLNError GetSubject(std::string& subject);
 
-  /// "DeliveredDate", else "PostedDate", else the creation time. On failure the result may have been
-  /// written.
+  /// "DeliveredDate", else "PostedDate", else the creation time. On failure the result may have
+  /// been written.
   KoLNError GetSentRecievedTime(TIMEDATE& time);
 
-  /// A member of the note's header. @param what One of the `_NOTE_` numbers. @param out Room for the
-  /// type that is given with that number.
+  /// A member of the note's header. @param what One of the `_NOTE_` numbers. @param out Room for
+  /// the type that is given with that number.
   KoLNError GetInfo(WORD what, void* out);
 
   /// Sets a member of the note's header; written by `Update`.
@@ -193,14 +193,14 @@ class KOLN_API KoLNDocument {
   /// Names are LMBCS and compare without regard to case.
   /// @{
 
-  /// A text item, in LMBCS, cut at 1,023 bytes; lists as Notes joins them. `out` is always assigned:
-  /// empty when there is no such text or no open note.
+  /// A text item, in LMBCS, cut at 1,023 bytes; lists as Notes joins them. `out` is always
+  /// assigned: empty when there is no such text or no open note.
   /// @return The length that Notes gives; 0 when the call throws.
   WORD GetItem(const char* name, std::string& out);
 
   /// Calls a routine for each item: name and value are not terminated, must not be changed, and the
-  /// value starts with its type word. A non-zero result ends the scan and is recorded. Needs note; a
-  /// null routine is refused with a custom message.
+  /// value starts with its type word. A non-zero result ends the scan and is recorded. Needs note;
+  /// a null routine is refused with a custom message.
   KoLNError ScanItems(NSFITEMSCANPROC callback, void* context);
 
   /// Appends an item, also beside others of its name. Needs note.
@@ -243,8 +243,8 @@ class KOLN_API KoLNDocument {
   /// @return 5051 without a database handle; a custom message for a null record.
   KoLNError Import(DXLIMPORTHANDLE importer, NoteImportRecord* record);
 
-  /// Exports the open note, and flushes a staged file. Needs note. **Success alone does not say that the DXL is whole: look at
-  /// `record->ok`.** @return A custom message for a null record.
+  /// Exports the open note, and flushes a staged file. Needs note. **Success alone does not say
+  /// that the DXL is whole: look at `record->ok`.** @return A custom message for a null record.
   KoLNError Export(DXLEXPORTHANDLE& exporter, NoteExportRecord* record);
 
   /// Makes an importer with the library's own set of properties and deletes it again: **no note is
@@ -269,8 +269,8 @@ class KOLN_API KoLNDocument {
   DBHANDLE db_;
 };
 
-/// A document of a mailbox or application on its way into an archive: what it holds, what has to go,
-/// and the way back to the archived copy. Nothing here writes the note; call `Update`.
+/// A document of a mailbox or application on its way into an archive: what it holds, what has to
+/// go, and the way back to the archived copy. Nothing here writes the note; call `Update`.
 ///
 /// All members need the note (5051, `SetError`), unless said otherwise. Names and texts are LMBCS.
 class KOLN_API KoLNDataDocument : public KoLNDocument {
@@ -300,8 +300,8 @@ class KOLN_API KoLNDataDocument : public KoLNDocument {
   KoLNError GetAttachmentList(std::vector<ATTACHMENT>& attachments);
 
   /// Gathers the facts on which the decision to archive is made: the three times, the number of
-  /// attachments, and, **added to what is there already**, their sizes (up to the largest `int`) and
-  /// records. Start with a fresh record. At the first error the rest stays as it was.
+  /// attachments, and, **added to what is there already**, their sizes (up to the largest `int`)
+  /// and records. Start with a fresh record. At the first error the rest stays as it was.
   KoLNError GetMigrationDetails(DbMigrateCriteria& details);
 
   /// Succeeds and decides nothing: the host compares the facts with its own thresholds. Needs
@@ -310,8 +310,8 @@ class KOLN_API KoLNDataDocument : public KoLNDocument {
   /// @}
 
   /// @name Taking away what is archived
-  /// Failures: `SetError`, logged at level 0; a custom message without memory. Calls that throw while
-  /// something is looked up are not logged. What is not there is no error.
+  /// Failures: `SetError`, logged at level 0; a custom message without memory. Calls that throw
+  /// while something is looked up are not logged. What is not there is no error.
   /// @{
 
   /// Writes the item "AttachmentData": every attachment's name followed by one NUL. **Its length is
@@ -337,8 +337,8 @@ class KOLN_API KoLNDataDocument : public KoLNDocument {
   /// @name Writing items
   /// @{
 
-  /// Replaces an item by a text. **Only the low 16 bits of the length count,** and a length of 65,535
-  /// ends it at its first NUL.
+  /// Replaces an item by a text. **Only the low 16 bits of the length count,** and a length of
+  /// 65,535 ends it at its first NUL.
   /// @return Code only, logged at level 0; "Caught an exception during SetItemText()" (0xFFFF) when
   ///         the call throws.
   KoLNError SetItemText(std::string name, std::string text);
@@ -357,8 +357,8 @@ class KOLN_API KoLNDataDocument : public KoLNDocument {
   /// @{
 
   /// Appends the URL as a clickable link.
-  /// @param url Below 1,024 bytes. **A longer one is refused:** code 5117 with a message of its own,
-  ///            logged at level 0, and nothing is appended.
+  /// @param url Below 1,024 bytes. **A longer one is refused:** code 5117 with a message of its
+  ///            own, logged at level 0, and nothing is appended.
   KoLNError InsertURL(const char* url);
 
   /// Appends a button "Quick Look" that opens the URL.
@@ -391,9 +391,9 @@ class KOLN_API KoLNDesignDocument : public KoLNDocument {
 };
 
 /// @name Writers of rich text records
-/// Each writes one record in its on-disk form at `*dest`, which must be the record's even place in a
-/// zeroed block, and moves `*dest` behind it and the pad byte that an odd length asks for; the pad
-/// byte itself is not written. Nothing is written on failure, and nothing is thrown.
+/// Each writes one record in its on-disk form at `*dest`, which must be the record's even place in
+/// a zeroed block, and moves `*dest` behind it and the pad byte that an odd length asks for; the
+/// pad byte itself is not written. Nothing is written on failure, and nothing is thrown.
 /// @param room  Bytes left in the block.
 /// @param total The caller's count of bytes used, which grows by what `*dest` moves.
 /// @return For the first three 0, or 5117 where a pointer is null or the room is too small, or

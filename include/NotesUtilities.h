@@ -26,8 +26,8 @@ struct RestoreViewSearch {
 };
 
 /// What is asked of the server's directory, and how mail files are chosen by department. Owned by
-/// the caller; let `KoLNUtilities::InitializeMBLookup` fill all but the two sets: the lists must hold
-/// as many texts as the counts say.
+/// the caller; let `KoLNUtilities::InitializeMBLookup` fill all but the two sets: the lists must
+/// hold as many texts as the counts say.
 struct MailboxLookupStruct {
   DWORD nameSpaceCount;    ///< 1.
   DWORD nameCount;         ///< 1: one empty name, for everybody.
@@ -98,8 +98,8 @@ KOLN_API char* strupr(char* text);
 /// `GetTimeLocalToGM`), a STATUS non-zero (0xFFFF), a length, count or number 0, and out-arguments
 /// keep their values. The same holds while the Notes API is not bound.
 ///
-/// No state but the note-size formula: as safe for threads as the Notes calls behind it. The calling
-/// thread must have been set up for Notes.
+/// No state but the note-size formula: as safe for threads as the Notes calls behind it. The
+/// calling thread must have been set up for Notes.
 class KOLN_API KoLNUtilities {
  public:
   KoLNUtilities();
@@ -283,14 +283,14 @@ class KOLN_API KoLNUtilities {
   DbMigrateCriteria getMigrateCriteria(std::string ignored);
 
   /// @name Note-size formula
-  /// One object of the process keeps the compiled formula "@DocLength" from the start of the work to
-  /// its end: once initialised and shut down, it is not initialised again.
+  /// One object of the process keeps the compiled formula "@DocLength" from the start of the work
+  /// to its end: once initialised and shut down, it is not initialised again.
   /// @{
 
   /// Compiles the formula and starts its computation.
   /// @return "Formula already initialized" (0xFFFF), also after a shutdown and after a computation
-  ///         that could not be started; other custom messages where Notes gives a formula that cannot
-  ///         be locked or no computation; otherwise `SetError`.
+  ///         that could not be started; other custom messages where Notes gives a formula that
+  ///         cannot be locked or no computation; otherwise `SetError`.
   KoLNError InitializeFormulaComputation();
 
   /// Releases the formula and ends its computation. The handle is void from then on.
@@ -298,8 +298,8 @@ class KOLN_API KoLNUtilities {
   ///         `SetError` if the computation cannot be stopped (it is released all the same).
   KoLNError ShutdownFormulaComputation();
 
-  /// What `KoLNDocument::GetSize` takes; null before the initialisation. Stays the object's, for one
-  /// thread at a time.
+  /// What `KoLNDocument::GetSize` takes; null before the initialisation. Stays the object's, for
+  /// one thread at a time.
   HCOMPUTE GetSizeFormulaHandle();
   /// @}
 
@@ -330,16 +330,17 @@ class KOLN_API KoLNUtilities {
   /// Deletes an exporter; 0 is ignored. The variable is not cleared.
   KoLNError DeleteDXLExporter(DXLEXPORTHANDLE& exporter);
 
-  /// Delivers DXL to an importer, from a buffer or from a staged file behind its 133 bytes of header.
+  /// Delivers DXL to an importer, from a buffer or from a staged file behind its 133 bytes of
+  /// header.
   /// @param out    Room for `max` bytes. @param record A `NoteImportRecord`; its counts move.
   /// @return Bytes delivered, 0 at the end. A staged file that ends too early is logged at level -1
   ///         and ends the stream with what was read.
   static DWORD DXLImportStreamFunc(BYTE* out, DWORD max, void* record);
 
   /// Takes DXL from an exporter, into a file or a buffer that grows to one and a half times of what
-  /// it must hold. @param record A `NoteExportRecord`; its counts move. When memory, the disk or the
-  /// 32-bit counts run out, its `ok` becomes 0, which is logged at level -1, and all that follows is
-  /// dropped; the buffer stays valid.
+  /// it must hold. @param record A `NoteExportRecord`; its counts move. When memory, the disk or
+  /// the 32-bit counts run out, its `ok` becomes 0, which is logged at level -1, and all that
+  /// follows is dropped; the buffer stays valid.
   static void DXLExportStreamFunc(const BYTE* data, DWORD length, void* record);
   /// @}
 

@@ -41,8 +41,8 @@ class LockedObject {
   void* address_;
 };
 
-// A memory object, freed unless its handle is 0. Declare it before the `LockedObject` of its handle:
-// a locked object must not be freed.
+// A memory object, freed unless its handle is 0. Declare it before the `LockedObject` of its
+// handle: a locked object must not be freed.
 class OwnedMemory {
  public:
   explicit OwnedMemory(DHANDLE object) noexcept : object_(object) {}
@@ -78,7 +78,8 @@ class OwnedTable {
   DHANDLE table_;
 };
 
-// An open collection. What a failed open call left in its output is none: make the owner afterwards.
+// An open collection. What a failed open call left in its output is none: make the owner
+// afterwards.
 class OpenCollection {
  public:
   explicit OpenCollection(HCOLLECTION collection) noexcept : collection_(collection) {}

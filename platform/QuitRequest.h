@@ -1,5 +1,5 @@
-// The host's wish to stop, for one run: asked for while there is work, and never taken back, whatever
-// the host answers later.
+// The host's wish to stop, for one run: asked for while there is work, and never taken back,
+// whatever the host answers later.
 #ifndef KOLN_PLATFORM_QUIT_REQUEST_H
 #define KOLN_PLATFORM_QUIT_REQUEST_H
 

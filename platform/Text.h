@@ -66,8 +66,8 @@ bool translateOrKeep(WORD mode, const char* text, TextBuffer<Capacity>& out) noe
 // A finished log line or message of at most 4,095 bytes.
 using FormattedText = char[4096];
 
-// Formats as printf does, cut where the text ends. Null is an empty format; where an argument cannot
-// be converted, the bare format still says what happened.
+// Formats as printf does, cut where the text ends. Null is an empty format; where an argument
+// cannot be converted, the bare format still says what happened.
 inline void formatText(FormattedText& out, const char* format, va_list arguments) noexcept {
   out[0] = '\0';
   if (format != nullptr && std::vsnprintf(out, sizeof out, format, arguments) < 0) {

@@ -84,8 +84,8 @@ void grow(NoteExportRecord& record) {
   *record.capacity = capacity;
 }
 
-// Whether the data has a place in memory behind what is there. A record whose counts do not fit each
-// other has none.
+// Whether the data has a place in memory behind what is there. A record whose counts do not fit
+// each other has none.
 bool makeRoom(NoteExportRecord& record, DWORD length) {
   if (record.buffer == nullptr || record.capacity == nullptr || record.total < length) {
     return false;  // The 32-bit count has wrapped, or there is nothing to store into.
