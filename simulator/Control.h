@@ -9,12 +9,18 @@ extern "C" {
 
 /* How many objects of a kind the process holds at this moment, -1 for a kind that does not exist.
  * A host that has given everything back finds 0. Kinds:
- *   "memory"     blocks of OSMemAlloc and results to be freed with OSMemFree
- *   "locks"      calls of OSLockObject that were not undone
- *   "tables"     ID tables
- *   "runtime"    calls of NotesInitExtended that were not undone by NotesTerm
- *   "threads"    threads between NotesInitThread and NotesTermThread
- *   "databases"  open databases and directories */
+ *   "memory"        blocks of OSMemAlloc and results to be freed with OSMemFree; not the value
+ *                   blocks of items, which belong to the note
+ *   "locks"         calls of OSLockObject that were not undone
+ *   "tables"        ID tables
+ *   "runtime"       calls of NotesInitExtended that were not undone by NotesTerm
+ *   "threads"       threads between NotesInitThread and NotesTermThread
+ *   "databases"     open databases and directories
+ *   "notes"         notes between open or create and NSFNoteClose
+ *   "computations"  calls of NSFComputeStart that were not undone by NSFComputeStop
+ *   "mime"          MIME part streams that were not closed
+ *   "importers"     DXL importers
+ *   "exporters"     DXL exporters */
 __attribute__((visibility("default"))) long SimOpenHandles(const char* kind);
 
 /* Sets a variable of notes.ini (both UTF-8) for this process until NotesInitExtended reads the file

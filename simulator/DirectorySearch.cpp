@@ -1,4 +1,4 @@
-// NSFSearch: the routine of the host is called for what is found. Here: the files of a directory.
+// NSFSearch over the files of a directory.
 #include <memory>
 #include <optional>
 #include <string>
@@ -9,8 +9,8 @@
 #include "DatabasePath.h"
 #include "Databases.h"
 #include "DirectoryWalk.h"
-#include "Export.h"
 #include "OfflineMarks.h"
+#include "Search.h"
 #include "Status.h"
 #include "SummaryBuffer.h"
 #include "Text.h"
@@ -49,7 +49,6 @@ Match describe(const FoundFile& file, bool withSummary) {
   summary.addText("$Info", properties ? properties->info : std::string());
   summary.addTime("$Modified", file.modified);
   match.summary = summary.build();
-  match.header.SummaryLength = static_cast<WORD>(match.summary.size());
   return match;
 }
 
@@ -62,44 +61,30 @@ bool earlier(const TIMEDATE& left, const TIMEDATE& right) {
 
 }  // namespace
 
-}  // namespace simulator
-
-using namespace simulator;
-
-SIM_EXPORT STATUS NSFSearch(DBHANDLE hDB, FORMULAHANDLE hFormula, char* /*ViewTitle*/,
-                            WORD SearchFlags, WORD NoteClassMask, TIMEDATE* Since,
-                            NSFSEARCHPROC EnumRoutine, void* EnumRoutineParameter,
-                            TIMEDATE* retUntil) {
+STATUS searchFiles(const SearchCall& call) {
   std::vector<FoundFile> files;
   STATUS unreadable = NOERROR;
   const STATUS status = statusOf([&] {
-    const std::shared_ptr<const OpenDatabase> opened = requireDatabase(hDB);
-    if (!EnumRoutine) throw StatusError(ERR_BAD_PARAM, "no routine");
-    const bool forFiles = (SearchFlags & SEARCH_FILETYPE) != 0;
-    if (forFiles && !opened->directory) throw StatusError(ERR_NOT_DIRECTORY, "not a directory");
-    if (!forFiles && opened->directory) throw StatusError(ERR_DIRECTORY, "a directory");
-    if (!forFiles) throw StatusError(NotSupportedYet, "search for notes");
-    if (hFormula != NULLHANDLE) throw StatusError(NotSupportedYet, "formula on files");
-    if (retUntil) *retUntil = currentTime();
-    DirectoryWalk walk(NoteClassMask);
+    const std::shared_ptr<const OpenDatabase> opened = requireDatabase(call.handle);
+    if (call.formula != NULLHANDLE) throw StatusError(NotSupportedYet, "formula on files");
+    if (call.until) *call.until = currentTime();
+    DirectoryWalk walk(call.mask);
     files = walk.run(opened->path);
     unreadable = walk.unreadable();
-    if (Since && !isWildcard(*Since))
-      std::erase_if(files, [&](const FoundFile& file) { return earlier(file.modified, *Since); });
+    if (call.since)
+      std::erase_if(files,
+                    [&](const FoundFile& file) { return earlier(file.modified, *call.since); });
   });
   if (status != NOERROR) return status;
 
-  // No lock is held and nothing is caught while the host's routine runs: it may open what it was
-  // told of, and its exceptions are its own.
   for (const FoundFile& file : files) {
     Match match;
-    const STATUS described =
-        statusOf([&] { match = describe(file, (SearchFlags & SEARCH_SUMMARY) != 0); });
+    const STATUS described = statusOf([&] { match = describe(file, call.withSummary()); });
     if (described != NOERROR) return described;
-    auto* summary = reinterpret_cast<ITEM_TABLE*>(match.summary.data());
-    const STATUS answer =
-        EnumRoutine(EnumRoutineParameter, &match.header, match.summary.empty() ? nullptr : summary);
+    const STATUS answer = tell(call, match.header, match.summary);
     if (answer != NOERROR) return answer;
   }
   return unreadable;
 }
+
+}  // namespace simulator

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <new>
@@ -20,12 +21,16 @@ namespace {
 // New blocks are filled with this: a host that takes them for zeroed is found out.
 constexpr BYTE freshByte = 0xC7;
 
+enum class Owner { Host, Runtime };
+
 class MemoryBlock : public MemoryObject {
  public:
-  MemoryBlock(std::shared_ptr<BYTE[]> bytes, DWORD size) : bytes_(std::move(bytes)), size_(size) {}
+  MemoryBlock(std::shared_ptr<BYTE[]> bytes, DWORD size, Owner owner = Owner::Host)
+      : bytes_(std::move(bytes)), size_(size), owner_(owner) {}
 
   BYTE* bytes() const { return bytes_.get(); }
   DWORD size() const { return size_; }
+  Owner owner() const { return owner_; }
   int locks() const { return locks_.load(); }
   void lock() { ++locks_; }
   // False if it was not locked.
@@ -39,11 +44,18 @@ class MemoryBlock : public MemoryObject {
  private:
   const std::shared_ptr<BYTE[]> bytes_;
   const DWORD size_;
+  const Owner owner_;
   std::atomic<int> locks_{0};
 };
 
-const bool blocksCounted =
-    registerHandleCounter("memory", [] { return countMemoryObjects<MemoryBlock>(); });
+const bool blocksCounted = registerHandleCounter("memory", [] {
+  std::size_t blocks = 0;
+  memoryObjects().forEach([&blocks](const MemoryObject& object) {
+    const auto* const block = dynamic_cast<const MemoryBlock*>(&object);
+    if (block != nullptr && block->owner() == Owner::Host) ++blocks;
+  });
+  return blocks;
+});
 const bool locksCounted = registerHandleCounter("locks", [] {
   std::size_t locks = 0;
   memoryObjects().forEach([&locks](const MemoryObject& object) {
@@ -63,7 +75,7 @@ std::shared_ptr<MemoryBlock> blockOf(DHANDLE handle, const char* function) {
   const std::shared_ptr<MemoryObject> object = memoryObjects().find(handle);
   if (object == nullptr) panic(function, describe(handle, "was never given or is freed"));
   auto block = std::dynamic_pointer_cast<MemoryBlock>(object);
-  if (block == nullptr) panic(function, describe(handle, "is an ID table"));
+  if (block == nullptr) panic(function, describe(handle, "is no block of memory"));
   return block;
 }
 
@@ -73,6 +85,20 @@ std::shared_ptr<MemoryBlock> newBlock(std::size_t size) {
   std::unique_ptr<BYTE[]> bytes(new (std::nothrow) BYTE[size]);
   if (bytes == nullptr) return nullptr;
   return std::make_shared<MemoryBlock>(std::move(bytes), static_cast<DWORD>(size));
+}
+
+DHANDLE addBlock(std::shared_ptr<BYTE[]> bytes, std::size_t size, Owner owner) {
+  if (size == 0 || size > std::numeric_limits<DWORD>::max()) return NULLHANDLE;
+  return memoryObjects().add(
+      std::make_shared<MemoryBlock>(std::move(bytes), static_cast<DWORD>(size), owner));
+}
+
+// Takes an unlocked block out of the table, or ends the process.
+void removeBlock(DHANDLE handle, Owner owner, const char* function) {
+  const std::shared_ptr<MemoryBlock> block = blockOf(handle, function);
+  if (block->owner() != owner) panic(function, describe(handle, "belongs to an open note"));
+  if (block->locks() != 0) panic(function, describe(handle, "is still locked"));
+  memoryObjects().remove(handle);
 }
 
 }  // namespace
@@ -96,9 +122,28 @@ std::optional<std::vector<BYTE>> unlockedBytes(DHANDLE handle, const char* funct
 }
 
 DHANDLE adoptBytes(std::shared_ptr<BYTE[]> bytes, std::size_t size) {
-  if (size == 0 || size > std::numeric_limits<DWORD>::max()) return NULLHANDLE;
-  return memoryObjects().add(
-      std::make_shared<MemoryBlock>(std::move(bytes), static_cast<DWORD>(size)));
+  return addBlock(std::move(bytes), size, Owner::Host);
+}
+
+DHANDLE lendBytes(std::shared_ptr<BYTE[]> bytes, std::size_t size) {
+  return addBlock(std::move(bytes), size, Owner::Runtime);
+}
+
+void takeBackBytes(DHANDLE handle, const char* function) {
+  removeBlock(handle, Owner::Runtime, function);
+}
+
+std::optional<std::span<const BYTE>> lockedBytesFrom(const void* address) {
+  std::optional<std::span<const BYTE>> found;
+  memoryObjects().forEach([&](const MemoryObject& object) {
+    const auto* const block = dynamic_cast<const MemoryBlock*>(&object);
+    if (block == nullptr || block->locks() == 0) return;
+    const BYTE* const begin = block->bytes();
+    const BYTE* const end = begin + block->size();
+    const auto* const start = static_cast<const BYTE*>(address);
+    if (!std::less<>()(start, begin) && std::less<>()(start, end)) found.emplace(start, end);
+  });
+  return found;
 }
 
 }  // namespace simulator
@@ -115,11 +160,7 @@ SIM_EXPORT STATUS OSMemAlloc(WORD, DWORD dwSize, DHANDLE* retHandle) {
 }
 
 SIM_EXPORT STATUS OSMemFree(DHANDLE Handle) {
-  const auto block = simulator::blockOf(Handle, "OSMemFree");
-  if (block->locks() != 0) {
-    simulator::panic("OSMemFree", simulator::describe(Handle, "is still locked"));
-  }
-  simulator::memoryObjects().remove(Handle);
+  simulator::removeBlock(Handle, simulator::Owner::Host, "OSMemFree");
   return NOERROR;
 }
 

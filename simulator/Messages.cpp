@@ -85,6 +85,9 @@ constexpr std::array messages = {
     Message{NotSupportedYet, "The simulated Notes runtime does not support this function"},
     Message{NotInitialised, "The Notes runtime has not been started in this process"},
     Message{IniUnreadable, "notes.ini is missing or cannot be read"},
+    Message{PartialNote, "The note was opened with its summary items only and cannot be written"},
+    Message{DxlUnreadable, "What was given to import is no DXL of notes"},
+    Message{DxlNotAReplica, "The DXL is not from a replica of the database that it would change"},
 };
 
 }  // namespace

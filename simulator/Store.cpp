@@ -10,13 +10,13 @@ namespace {
 // Marks a SQLite file as a database of this runtime ("KNSF").
 constexpr std::int64_t ApplicationId = 0x4B4E5346;
 // Goes up when the schema changes in a way that older runtimes do not understand.
-constexpr std::int64_t SchemaVersion = 1;
+constexpr std::int64_t SchemaVersion = 2;
 
 // Small pages: most databases of a test partition are small, and there are thousands of them.
 constexpr const char* Schema = R"(
 PRAGMA page_size = 2048;
 PRAGMA application_id = 0x4B4E5346;
-PRAGMA user_version = 1;
+PRAGMA user_version = 2;
 CREATE TABLE database(
   info TEXT NOT NULL, class INTEGER NOT NULL, id INTEGER NOT NULL,
   replica_id INTEGER NOT NULL, replica_flags INTEGER NOT NULL,
@@ -40,6 +40,7 @@ CREATE TABLE item(
 CREATE TABLE object(
   id INTEGER PRIMARY KEY, class INTEGER NOT NULL, privileges INTEGER NOT NULL,
   data BLOB NOT NULL);
+CREATE TABLE unread(user TEXT PRIMARY KEY, notes BLOB NOT NULL) WITHOUT ROWID;
 )";
 
 // The zone bits of a time do not change the instant: without them, times compare as numbers.
@@ -50,6 +51,9 @@ std::int64_t instant(const TIMEDATE& time) {
 #define NOTE_COLUMNS                                                                             \
   "id, class, unid_file, unid_note, sequence, sequence_time, modified, accessed, added, flags, " \
   "parent, deleted"
+
+static_assert(NoteFlagProfile == 0x0200);
+#define IS_PROFILE "(note.flags & 0x0200)"
 
 NoteHeader headerOf(const Statement& row) {
   NoteHeader header;
@@ -148,9 +152,9 @@ void Store::requireKnownFormat(const std::string& path) {
   if (connection_->number("PRAGMA application_id") != ApplicationId)
     throw StatusError(ERR_NOT_NSF, path + ": not a database of this runtime");
   const std::int64_t version = connection_->number("PRAGMA user_version");
-  if (version > SchemaVersion)
-    throw StatusError(ERR_NSF_VERSION, path + ": made by a newer runtime");
-  if (version != SchemaVersion) throw StatusError(ERR_NSF_CORRUPT2, path + ": damaged");
+  if (version < 1) throw StatusError(ERR_NSF_CORRUPT2, path + ": damaged");
+  if (version != SchemaVersion)
+    throw StatusError(ERR_NSF_VERSION, path + ": made by another version of the runtime");
 }
 
 void Store::saveAs(const std::string& path, Existing existing, Flush flush) const {
@@ -305,9 +309,9 @@ std::optional<NoteHeader> Store::note(const UNIVERSALNOTEID& unid) {
   return headerOf(row);
 }
 
-std::vector<NoteItem> Store::items(NOTEID id) {
-  Statement row = connection_->prepare(
-      "SELECT name, flags, type, value FROM item WHERE note = ?1 ORDER BY position");
+namespace {
+
+std::vector<NoteItem> itemsOf(Statement row, NOTEID id) {
   row.bind(1, id);
   std::vector<NoteItem> items;
   while (row.step()) {
@@ -317,12 +321,34 @@ std::vector<NoteItem> Store::items(NOTEID id) {
   return items;
 }
 
+std::vector<NoteHeader> headersOf(Statement row) {
+  std::vector<NoteHeader> headers;
+  while (row.step()) headers.push_back(headerOf(row));
+  return headers;
+}
+
+}  // namespace
+
+std::vector<NoteItem> Store::items(NOTEID id) {
+  return itemsOf(connection_->prepare("SELECT name, flags, type, value FROM item WHERE note = ?1 "
+                                      "ORDER BY position"),
+                 id);
+}
+
+std::vector<NoteItem> Store::summaryItems(NOTEID id) {
+  static_assert(ITEM_SUMMARY == 4);
+  return itemsOf(connection_->prepare("SELECT name, flags, type, value FROM item WHERE note = ?1 "
+                                      "AND flags & 4 ORDER BY position"),
+                 id);
+}
+
 void Store::visitItems(std::span<const std::string> names, const ItemVisit& visit) {
   std::string places;
   for (std::size_t i = 0; i < names.size(); ++i) places += i == 0 ? "?" : ",?";
   Statement row = connection_->prepare(
       "SELECT item.note, item.name, item.flags, item.type, item.value FROM item "
-      "CROSS JOIN note ON note.id = item.note AND note.class & 1 "
+      "CROSS JOIN note ON note.id = item.note AND note.class & 1 AND NOT " IS_PROFILE
+      " "
       "WHERE item.name COLLATE NOCASE IN (" +
       places + ") ORDER BY item.note, item.position");
   int index = 0;
@@ -338,16 +364,20 @@ std::int64_t Store::changesByOthers() {
 }
 
 std::vector<NoteHeader> Store::notes(WORD classMask, std::optional<TIMEDATE> since) {
-  Statement row = connection_->prepare(since ? "SELECT " NOTE_COLUMNS
-                                               " FROM note WHERE class & ?1 AND "
-                                               "(modified & 0x00FFFFFFFFFFFFFF) >= ?2 ORDER BY id"
-                                             : "SELECT " NOTE_COLUMNS
-                                               " FROM note WHERE class & ?1 ORDER BY id");
+  Statement row = connection_->prepare(
+      since ? "SELECT " NOTE_COLUMNS " FROM note WHERE class & ?1 AND NOT " IS_PROFILE
+              " AND (modified & 0x00FFFFFFFFFFFFFF) >= ?2 "
+              "ORDER BY id"
+            : "SELECT " NOTE_COLUMNS " FROM note WHERE class & ?1 AND NOT " IS_PROFILE
+              " ORDER BY id");
   row.bind(1, classMask);
   if (since) row.bind(2, instant(*since));
-  std::vector<NoteHeader> headers;
-  while (row.step()) headers.push_back(headerOf(row));
-  return headers;
+  return headersOf(std::move(row));
+}
+
+std::vector<NoteHeader> Store::profiles() {
+  return headersOf(connection_->prepare("SELECT " NOTE_COLUMNS " FROM note WHERE " IS_PROFILE
+                                        " AND NOT deleted ORDER BY id"));
 }
 
 // ---- objects ------------------------------------------------------------------------------------

@@ -13,6 +13,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "NotesApi.h"
@@ -24,6 +25,10 @@ namespace simulator {
 inline constexpr NOTEID FirstNoteId = 0x8F6;
 inline constexpr NOTEID NoteIdStep = 4;
 inline constexpr DWORD FirstObjectId = 1;
+
+// Marks a profile note among NoteHeader::flags: a document that only profiles() gives, so that
+// neither searches nor tables nor views come upon it. A number of this runtime's own.
+inline constexpr WORD NoteFlagProfile = 0x0200;
 
 struct DatabaseProperties {
   std::string info;  // title, categories, class, design class: see InfoBuffer.h
@@ -99,14 +104,23 @@ class Store {
   std::optional<NoteHeader> note(NOTEID id);
   std::optional<NoteHeader> note(const UNIVERSALNOTEID& unid);
   std::vector<NoteItem> items(NOTEID id);
+  // Those with ITEM_SUMMARY alone; the bodies are not read.
+  std::vector<NoteItem> summaryItems(NOTEID id);
   // Shows the items of these names (whatever the case of their ASCII letters) of all documents, note
   // by note and in the order of each note. One pass over the file: the way to read a directory.
   using ItemVisit = std::function<void(NOTEID, const NoteItem&)>;
   void visitItems(std::span<const std::string> names, const ItemVisit& visit);
   // A number that is another one once anybody else has changed the file through a store of theirs.
   std::int64_t changesByOthers();
-  // Notes and stubs of the classes, by ID; with `since`, those modified then or later.
+  // Notes and stubs of the classes, by ID; with `since`, those modified then or later. No profiles.
   std::vector<NoteHeader> notes(WORD classMask, std::optional<TIMEDATE> since = std::nullopt);
+  // The profile notes, by ID.
+  std::vector<NoteHeader> profiles();
+
+  // What a user (a canonical name, LMBCS) has not read yet, as the list was stored; nothing if none
+  // was stored for that very name. See UnreadMarks.cpp.
+  std::optional<std::vector<NOTEID>> unreadNotes(std::string_view user);
+  void setUnreadNotes(std::string_view user, std::span<const NOTEID> notes);
 
   // The bytes of a new object are 0. The other members answer ERR_BAD_PARAM for an unknown object,
   // ERR_OBJECT_TRUNCATED for bytes behind its end.

@@ -84,6 +84,11 @@ Store::Salvage Store::salvage() {
   readable([&] {
     if (const auto list = accessControl()) copy.setAccessControl(*list);
   });
+  readable([&] {
+    Statement row = connection_->prepare("SELECT user, notes FROM unread");
+    Statement insert = copy.connection_->prepare("INSERT OR REPLACE INTO unread VALUES(?1, ?2)");
+    while (row.step()) insert.bindText(1, row.text(0)).bindBlob(2, row.blob(1)).run();
+  });
 
   const auto copyNote = [&](std::int64_t number) {
     const auto id = static_cast<NOTEID>(number);

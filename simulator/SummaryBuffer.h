@@ -18,15 +18,15 @@ class SummaryBuilder {
   void addText(std::string_view name, std::string_view lmbcs);
   void addTime(std::string_view name, TIMEDATE time);
   void addNumber(std::string_view name, double number);
-  // The value as items hold it, its type word first; `size` 0 is an item without a value.
+  // The value as items hold it, without its type word.
+  void add(std::string_view name, WORD type, const void* value, std::size_t size);
+  // With the type word first; `size` 0 is an item without a value.
   void addValue(std::string_view name, const void* valueWithTypeWord, std::size_t size);
 
   bool truncated() const { return truncated_; }
   std::vector<BYTE> build() const;
 
  private:
-  void add(std::string_view name, WORD type, const void* value, std::size_t size);
-
   std::vector<ITEM> items_;
   std::vector<BYTE> data_;  // Names and values in turn, as they stand behind the table.
   bool truncated_ = false;

@@ -109,7 +109,7 @@ TEST_F(SimulatorStore, OpensWhatIsADatabaseAndSaysWhyNot) {
   fs::resize_file(data_ / "truncated.nsf", whole.size() / 2);
   patch(data_ / "schema.nsf", 100, std::string(200, '\xFF'));
   patch(data_ / "row.nsf", 2048, std::string(2048, '\xFF'));  // the page of the properties
-  patch(data_ / "newer.nsf", 60, "\0\0\0\2"s);                // user_version
+  patch(data_ / "newer.nsf", 60, "\0\0\0\3"s);                // user_version
   patch(data_ / "foreign.nsf", 68, "\0\0\0\0"s);              // application_id
 
   char netPath[MAXPATH];
@@ -568,6 +568,7 @@ TEST_F(SimulatorStore, RefusesToMakeAPartitionWhereItShouldNot) {
                {"create", 2, "DIR"},
                {"create " + directory + " --mailboxes -1", 2, "mailboxes"},
                {"create " + directory + " --mailboxes 1000001", 2, "mailboxes"},
+               {"create " + directory + " --attachments 101", 2, "attachments"},
                {"create " + directory + " --seed x", 2, "seed"},
                {"create " + directory + " --mailboxes 5 --persons 4", 2, "persons"},
                {"create " + directory + " --departments 9", 2, "departments"},

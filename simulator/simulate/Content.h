@@ -24,6 +24,11 @@ const std::vector<Application>& applications();
 
 inline constexpr std::size_t MostAddressBooks = 9;
 
+struct MailPlan {
+  unsigned notes = 0;
+  unsigned attachments = 20;  // how many of a hundred mails have some
+};
+
 class ContentMaker {
  public:
   // `people` must outlive the maker.
@@ -34,8 +39,8 @@ class ContentMaker {
   Store addressBook(std::size_t book, std::size_t books) const;
   Store application(std::size_t index) const;
   // A mailbox of one of the people, or the archive of it with the oldest notes.
-  Store mailbox(std::size_t person, unsigned notes) const;
-  Store archive(std::size_t person, unsigned notes) const;
+  Store mailbox(std::size_t person, const MailPlan& plan) const;
+  Store archive(std::size_t person, const MailPlan& plan) const;
 
  private:
   const std::vector<Person>& people_;

@@ -179,6 +179,7 @@ PartitionSummary makePartition(const PartitionPlan& plan, const Progress& progre
   const std::vector<Person> people =
       inventPeople({plan.mailboxes, plan.people, plan.departments}, plan.seed);
   const ContentMaker content(people, plan.seed);
+  const MailPlan mail{plan.notes, plan.attachments};
   summary.people = people.size();
   for (const Person& person : people) ++summary.departments[person.department];
   summary.mailboxes = plan.mailboxes;
@@ -199,9 +200,9 @@ PartitionSummary makePartition(const PartitionPlan& plan, const Progress& progre
   for (std::size_t i = 0; i < summary.applications; ++i)
     writer.write(applications()[i].path, content.application(i));
   for (std::size_t i = 0; i < summary.archives; ++i)
-    writer.write("archive/a_" + people[i].shortName + ".nsf", content.archive(i, plan.notes));
+    writer.write("archive/a_" + people[i].shortName + ".nsf", content.archive(i, mail));
   for (std::size_t i = 0; i < summary.mailboxes; ++i)
-    writer.write(people[i].mailbox, content.mailbox(i, plan.notes));
+    writer.write(people[i].mailbox, content.mailbox(i, mail));
 
   handOver(plan.directory, account);
   handOver(summary.data, account);

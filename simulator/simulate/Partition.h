@@ -26,7 +26,8 @@ struct PartitionPlan {
   std::optional<unsigned> people;  // in the directory; not fewer than mailboxes
   unsigned departments = 1;
   unsigned addressBooks = 1;
-  unsigned notes = 0;  // in each mailbox
+  unsigned notes = 0;         // in each mailbox
+  unsigned attachments = 20;  // how many of a hundred mails have some
   std::uint64_t seed = 1;
   std::string user;            // who runs the partition; must exist
   std::filesystem::path home;  // holds notes/latest/linux/libnotes.so

@@ -153,6 +153,11 @@ int run(int argc, char** argv) {
       ->check(CLI::Range(0, 1'000'000))
       ->capture_default_str();
   createCommand
+      ->add_option("--attachments", plan.attachments,
+                   "How many of a hundred mails have attachments")
+      ->check(CLI::Range(0, 100))
+      ->capture_default_str();
+  createCommand
       ->add_option("--persons", plan.people,
                    "How many people the directory has, not fewer than mailboxes (default: those of "
                    "the mailboxes and a few without one); the mail files of further people do not "
