@@ -9,6 +9,7 @@
 
 #include "NotesDocument.h"
 #include "document/NoteChecks.h"
+#include "platform/FormulaCompile.h"
 #include "platform/Log.h"
 #include "platform/Owners.h"
 
@@ -197,14 +198,7 @@ bool putButtonFormula(RichTextBlock& block, const std::string& text, NOTEID id, 
   static_assert(2 * urlFieldSize + sizeof "@URLOpen(\"\")" <= MAXWORD);
   FORMULAHANDLE formula = NULLHANDLE;
   WORD length = 0;
-  STATUS compileError = NOERROR;
-  WORD line = 0;
-  WORD column = 0;
-  WORD offset = 0;
-  WORD errorLength = 0;
-  const koln::CallResult compiled = KOLN_STATUS(
-      NSFFormulaCompile, nullptr, WORD{0}, text.c_str(), static_cast<WORD>(text.length()), &formula,
-      &length, &compileError, &line, &column, &offset, &errorLength);
+  const koln::CallResult compiled = koln::compileFormula(text, formula, length);
   if (compiled.failed()) {
     if (compiled.returned()) {
       const STATUS code = compiled.status() & ERR_MASK;

@@ -1,11 +1,9 @@
 // The formula that measures notes: compiled and started once, kept locked while it runs.
 #include "NotesUtilities.h"
+#include "platform/FormulaCompile.h"
 #include "platform/NotesCall.h"
 
 namespace {
-
-constexpr char formulaText[] = "@DocLength";
-constexpr WORD formulaTextLength = sizeof formulaText - 1;
 
 void unlockAndFree(FORMULAHANDLE formula) noexcept {
   static_cast<void>(KOLN_VALUE(BOOL{FALSE}, OSUnlockObject, formula));
@@ -22,14 +20,7 @@ KoLNError KoLNUtilities::InitializeFormulaComputation() {
     }
     FORMULAHANDLE formula = NULLHANDLE;
     WORD length = 0;
-    STATUS compileError = NOERROR;
-    WORD line = 0;
-    WORD column = 0;
-    WORD offset = 0;
-    WORD errorLength = 0;
-    const koln::CallResult compiled =
-        KOLN_STATUS(NSFFormulaCompile, nullptr, WORD{0}, formulaText, formulaTextLength, &formula,
-                    &length, &compileError, &line, &column, &offset, &errorLength);
+    const koln::CallResult compiled = koln::compileFormula("@DocLength", formula, length);
     if (compiled.failed()) {
       compiled.record(error);
       return;
