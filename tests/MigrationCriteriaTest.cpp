@@ -172,4 +172,77 @@ TEST_F(MigrationCriteriaTest, TheDumpLogsTwoTimesAndThreeNumbers) {
   EXPECT_EQ(texts.at(3), "ModifiedTime = ");
 }
 
+TEST_F(MigrationCriteriaTest, DetailsAreAddedToWhatIsThereUntilTheFirstError) {
+  notes.OSLoadString.answer(0);
+  notes.NSFNoteClose.answer();
+  notes.NSFNoteGetInfo.answer([](NOTEHANDLE, WORD member, void* out) {
+    if (member == _NOTE_OID) {
+      static_cast<ORIGINATORID*>(out)->Note = day(2);
+    } else {
+      *static_cast<TIMEDATE*>(out) = day(member);
+    }
+  });
+  notes.MailGetMessageAttachmentInfo.answer(
+      [](DHANDLE, WORD index, BLOCKID*, char*, DWORD* size, auto...) {
+        *size = 0x30000000;
+        return index < 2 ? TRUE : FALSE;
+      });
+  KoLNDataDocument doc(11, 66);
+  DbMigrateCriteria details;
+  EXPECT_EQ(doc.GetMigrationDetails(details).GetErrorCode(), ERR_NULL_NOTEHANDLE);
+  doc.SetNoteHandle(33);
+  for (const int sum : {0x60000000, 0x7FFFFFFF}) {  // Saturated: never a negative size.
+    EXPECT_FALSE(doc.GetMigrationDetails(details).IsErrorSet());
+    EXPECT_EQ(std::pair(details.AttachmentSize, details.AttachmentNumbers), std::pair(sum, 2));
+  }
+  EXPECT_EQ(details.Attachments.size(), 4u);
+  EXPECT_EQ(details.CreationTime.Innards[0] + details.ModifiedTime.Innards[0], 600u);
+  EXPECT_EQ(details.LastAccessedTime.Innards[0], 800u);
+}
+
+TEST_F(MigrationCriteriaTest, TheSizeFormulaIsInitializedAndShutDownOnce) {
+  // Each call fails in turn; what is left must be given back, and nothing twice.
+  const struct {
+    int failing;
+    std::vector<std::string> steps;
+    bool runs;
+  } cases[] = {{0, {"compile @DocLength", "lock", "start", "unlock", "free", "stop"}, true},
+               {1, {"compile @DocLength", "compile @DocLength"}, false},
+               {2, {"compile @DocLength", "lock", "free"}, false},
+               {3, {"compile @DocLength", "lock", "start", "unlock", "free"}, false},
+               {4, {"compile @DocLength", "lock", "start", "unlock", "free", "stop"}, true}};
+  notes.OSLoadString.answer(0);
+  for (const auto& test : cases) {
+    std::vector<std::string> steps;
+    const auto step = [&](const char* name, int number, auto result) {
+      steps.emplace_back(name);
+      return number == test.failing ? throw Throwing{} : result;
+    };
+    notes.NSFFormulaCompile.answer(
+        [&](char*, WORD, const char* text, WORD length, DHANDLE* out, auto...) {
+          *out = 22;
+          return step(("compile " + std::string(text, length)).c_str(), 1, STATUS{NOERROR});
+        });
+    notes.OSLockObject.answer([&](DHANDLE) -> void* { return step("lock", 2, &steps); });
+    notes.NSFComputeStart.answer([&](WORD, void* formula, HCOMPUTE* out) {
+      *out = formula;
+      return step("start", 3, STATUS{NOERROR});
+    });
+    notes.OSUnlockObject.answer([&](DHANDLE) { return step("unlock", 9, TRUE); });
+    notes.OSMemFree.answer([&](DHANDLE) { return step("free", 9, STATUS{NOERROR}); });
+    notes.NSFComputeStop.answer([&](HCOMPUTE) { return step("stop", 4, STATUS{NOERROR}); });
+    KoLNUtilities utilities;
+    const std::string none = "Note Size Formula is not initialized";
+    EXPECT_EQ(utilities.ShutdownFormulaComputation().GetMessage(), none);
+    EXPECT_EQ(utilities.InitializeFormulaComputation().IsErrorSet(), !test.runs);
+    EXPECT_EQ(utilities.GetSizeFormulaHandle(), test.runs ? &steps : nullptr);
+    EXPECT_EQ(utilities.ShutdownFormulaComputation().IsErrorSet(), test.failing != 0);
+    EXPECT_EQ(utilities.ShutdownFormulaComputation().GetMessage(), none);
+    EXPECT_EQ(
+        utilities.InitializeFormulaComputation().GetMessage() == "Formula already initialized",
+        test.failing != 1);
+    EXPECT_EQ(steps, test.steps) << test.failing;
+  }
+}
+
 }  // namespace
