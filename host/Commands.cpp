@@ -11,6 +11,10 @@ Command console(CLI::App& parent, Options& options);
 Command offline(CLI::App& parent, Options& options);
 Command online(CLI::App& parent, Options& options);
 Command repair(CLI::App& parent, Options& options);
+Command show(CLI::App& parent, Options& options);
+Command archive(CLI::App& parent, Options& options);
+Command exportNotes(CLI::App& parent, Options& options);
+Command importNotes(CLI::App& parent, Options& options);
 
 std::vector<Command> addCommands(CLI::App& koln, Options& options) {
   // One command at most: a word of its own that reads like another command stays its word.
@@ -27,6 +31,10 @@ std::vector<Command> addCommands(CLI::App& koln, Options& options) {
       offline(koln, options),
       online(koln, options),
       repair(koln, options),
+      show(koln, options),
+      archive(koln, options),
+      exportNotes(koln, options),
+      importNotes(koln, options),
   };
 }
 

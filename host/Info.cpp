@@ -4,17 +4,18 @@
 
 #include <array>
 #include <cstdint>
-#include <ctime>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 
+#include "Amounts.h"
 #include "Commands.h"
 #include "NotesFailure.h"
 #include "Output.h"
 #include "Session.h"
 #include "ShownText.h"
+#include "Times.h"
 #include "Translation.h"
 
 namespace host {
@@ -46,25 +47,6 @@ struct Properties {
   std::string replicaId;
   DWORD options = 0;
 };
-
-// ISO 8601, to the hundredth of a second, in UTC. Nothing if date or time is missing.
-std::optional<std::string> iso8601(const TIMEDATE& time) {
-  constexpr std::int64_t julianDayOf1970 = 2440588;
-  constexpr DWORD hundredthsOfADay = 24 * 60 * 60 * 100;
-  const DWORD hundredths = time.Innards[0];
-  const std::int64_t day = time.Innards[1] & 0xFFFFFF;
-  if (hundredths >= hundredthsOfADay || time.Innards[1] == ANYDAY || day == 0) {
-    return std::nullopt;
-  }
-  const std::time_t seconds = (day - julianDayOf1970) * 24 * 60 * 60 + hundredths / 100;
-  std::tm parts = {};
-  if (gmtime_r(&seconds, &parts) == nullptr) {
-    return std::nullopt;
-  }
-  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:02}Z", parts.tm_year + 1900,
-                     parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec,
-                     hundredths % 100);
-}
 
 class Reader {
  public:
@@ -141,20 +123,6 @@ class Reader {
   KoLNDatabase& database_;
   const std::string& path_;
 };
-
-std::string readableSize(std::uint64_t bytes) {
-  constexpr double step = 1024;
-  constexpr std::array units = {"KiB", "MiB", "GiB", "TiB"};
-  if (bytes < static_cast<std::uint64_t>(step)) {
-    return fmt::format("{} bytes", bytes);
-  }
-  double size = static_cast<double>(bytes) / step;
-  std::size_t unit = 0;
-  for (; size >= step && unit + 1 < units.size(); ++unit) {
-    size /= step;
-  }
-  return fmt::format("{} bytes ({:.1f} {})", bytes, size, units[unit]);
-}
 
 std::string readableQuota(const std::optional<Quota>& quota) {
   if (!quota) {

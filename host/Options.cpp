@@ -39,7 +39,7 @@ Environment:
 
 Exit codes:
   0 done           1 failed                2 wrong usage
-  3 done in part: some database could not be reported, stderr names it
+  3 done in part: some database or note was left out, stderr names it
   4 the Notes runtime was not loaded       5 access denied
   130 interrupted
 )";
