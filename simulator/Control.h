@@ -17,6 +17,7 @@ extern "C" {
  *   "threads"       threads between NotesInitThread and NotesTermThread
  *   "databases"     open databases and directories
  *   "notes"         notes between open or create and NSFNoteClose
+ *   "collections"   collections between NIFOpenCollection and NIFCloseCollection
  *   "computations"  calls of NSFComputeStart that were not undone by NSFComputeStop
  *   "mime"          MIME part streams that were not closed
  *   "importers"     DXL importers
@@ -29,6 +30,8 @@ __attribute__((visibility("default"))) long SimOpenHandles(const char* kind);
  *   Directory             the data directory
  *   TimeZone, DST         the zone of OSCurrentTimeZone in place of the machine's
  *   SimConsoleAnswer      what the remote console answers to every command
+ *   SimCollectionPage     how many bytes a page of NIFReadEntries has at most, 65400 if it is not set;
+ *                         an entry that is larger is a page of its own
  *   SimShortOriginatorId  1: on-disk type 28 has 16 bytes instead of 28, as other releases have it
  */
 __attribute__((visibility("default"))) void SimSetVariable(const char* name, const char* value);

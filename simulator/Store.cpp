@@ -1,6 +1,9 @@
 // See Store.h. Texts are stored as the LMBCS bytes they are, times as Sqlite.h tells.
 #include "Store.h"
 
+#include <cstring>
+#include <utility>
+
 #include "AtomicFile.h"
 
 namespace simulator {
@@ -10,13 +13,13 @@ namespace {
 // Marks a SQLite file as a database of this runtime ("KNSF").
 constexpr std::int64_t ApplicationId = 0x4B4E5346;
 // Goes up when the schema changes in a way that older runtimes do not understand.
-constexpr std::int64_t SchemaVersion = 2;
+constexpr std::int64_t SchemaVersion = 3;
 
 // Small pages: most databases of a test partition are small, and there are thousands of them.
 constexpr const char* Schema = R"(
 PRAGMA page_size = 2048;
 PRAGMA application_id = 0x4B4E5346;
-PRAGMA user_version = 2;
+PRAGMA user_version = 3;
 CREATE TABLE database(
   info TEXT NOT NULL, class INTEGER NOT NULL, id INTEGER NOT NULL,
   replica_id INTEGER NOT NULL, replica_flags INTEGER NOT NULL,
@@ -41,6 +44,8 @@ CREATE TABLE object(
   id INTEGER PRIMARY KEY, class INTEGER NOT NULL, privileges INTEGER NOT NULL,
   data BLOB NOT NULL);
 CREATE TABLE unread(user TEXT PRIMARY KEY, notes BLOB NOT NULL) WITHOUT ROWID;
+CREATE TABLE folder_note(
+  note INTEGER NOT NULL, folder INTEGER NOT NULL, PRIMARY KEY(note, folder)) WITHOUT ROWID;
 )";
 
 // The zone bits of a time do not change the instant: without them, times compare as numbers.
@@ -267,6 +272,7 @@ void Store::writeNote(NoteHeader& header, std::span<const NoteItem> items) {
         .bindBlob(6, item.value)
         .run();
   }
+  if (stored.deleted) leaveFolders(stored);
   noteModified(stored);
   transaction.commit();
   header.id = stored.id;
@@ -281,12 +287,14 @@ void Store::writeHeader(const NoteHeader& header) {
   update.run();
   if (sqlite3_changes(connection_->handle()) == 0)
     throw StatusError(ERR_INVALID_NOTE, "no such note");
+  if (header.deleted) leaveFolders(header);
   noteModified(header);
   transaction.commit();
 }
 
 bool Store::removeNote(NOTEID id) {
   Transaction transaction(*connection_);
+  if (const std::optional<NoteHeader> header = note(id)) leaveFolders(*header);
   connection_->prepare("DELETE FROM item WHERE note = ?1").bind(1, id).run();
   connection_->prepare("DELETE FROM note WHERE id = ?1").bind(1, id).run();
   const bool removed = sqlite3_changes(connection_->handle()) != 0;
@@ -342,21 +350,60 @@ std::vector<NoteItem> Store::summaryItems(NOTEID id) {
                  id);
 }
 
-void Store::visitItems(std::span<const std::string> names, const ItemVisit& visit) {
-  std::string places;
-  for (std::size_t i = 0; i < names.size(); ++i) places += i == 0 ? "?" : ",?";
-  Statement row = connection_->prepare(
-      "SELECT item.note, item.name, item.flags, item.type, item.value FROM item "
-      "CROSS JOIN note ON note.id = item.note AND note.class & 1 AND NOT " IS_PROFILE
-      " "
-      "WHERE item.name COLLATE NOCASE IN (" +
-      places + ") ORDER BY item.note, item.position");
-  int index = 0;
+namespace {
+
+// Documents with their items: those of the database, or of the folder ?1.
+constexpr const char* DocumentItems =
+    " FROM item CROSS JOIN note ON note.id = item.note AND note.class & 1 AND NOT " IS_PROFILE " ";
+constexpr const char* FolderItems =
+    " FROM folder_note CROSS JOIN note ON note.id = folder_note.note AND note.class & 1 "
+    "CROSS JOIN item ON item.note = note.id AND folder_note.folder = ?1 ";
+
+}  // namespace
+
+void Store::visitItems(std::span<const std::string> names, const ItemVisit& visit,
+                       std::optional<NOTEID> folder) {
+  std::string sql = "SELECT item.note, item.name, item.flags, item.type, item.value";
+  sql.append(folder ? FolderItems : DocumentItems).append("WHERE item.name COLLATE NOCASE IN (");
+  int index = folder ? 1 : 0;
+  for (std::size_t i = 0; i < names.size(); ++i)
+    sql.append(i == 0 ? "?" : ",?").append(std::to_string(index + 1 + static_cast<int>(i)));
+  // By the number that the outer loop goes through, so that nothing but positions is sorted.
+  sql.append(folder ? ") ORDER BY folder_note.note" : ") ORDER BY item.note");
+  Statement row = connection_->prepare(sql + ", item.position");
+  if (folder) row.bind(1, *folder);
   for (const std::string& name : names) row.bindText(++index, name);
   while (row.step()) {
     visit(static_cast<NOTEID>(row.integer(0)), {row.text(1), static_cast<WORD>(row.integer(2)),
                                                 static_cast<WORD>(row.integer(3)), row.blob(4)});
   }
+}
+
+// As NSFComputeEvaluate gives the size of one note.
+void Store::visitSizes(const SizeVisit& visit, std::optional<NOTEID> folder) {
+  static_assert(TYPE_OBJECT == 3);
+  std::string sql =
+      "SELECT item.note, length(CAST(item.name AS BLOB)) + 2 + length(item.value), "
+      "CASE item.type WHEN 3 THEN item.value END";
+  sql.append(folder ? FolderItems : DocumentItems);
+  Statement row =
+      connection_->prepare(sql + (folder ? "ORDER BY folder_note.note" : "ORDER BY item.note"));
+  if (folder) row.bind(1, *folder);
+  NOTEID note = 0;
+  std::uint64_t size = 0;
+  while (row.step()) {
+    const auto next = static_cast<NOTEID>(row.integer(0));
+    if (next != note && note != 0) visit(note, std::exchange(size, 0));
+    note = next;
+    size += static_cast<std::uint64_t>(row.integer(1));
+    if (row.isNull(2)) continue;
+    const std::vector<BYTE> value = row.blob(2);
+    DWORD id = 0;
+    if (value.size() < sizeof(WORD) + sizeof id) continue;
+    std::memcpy(&id, value.data() + sizeof(WORD), sizeof id);
+    if (const std::optional<ObjectHeader> header = object(id)) size += header->size;
+  }
+  if (note != 0) visit(note, size);
 }
 
 std::int64_t Store::changesByOthers() {

@@ -107,15 +107,24 @@ class Store {
   // Those with ITEM_SUMMARY alone; the bodies are not read.
   std::vector<NoteItem> summaryItems(NOTEID id);
   // Shows the items of these names (whatever the case of their ASCII letters) of all documents, note
-  // by note and in the order of each note. One pass over the file: the way to read a directory.
+  // by note and in the order of each note; with `folder`, of the documents in it. One pass over the
+  // file: the way to read a directory.
   using ItemVisit = std::function<void(NOTEID, const NoteItem&)>;
-  void visitItems(std::span<const std::string> names, const ItemVisit& visit);
+  void visitItems(std::span<const std::string> names, const ItemVisit& visit,
+                  std::optional<NOTEID> folder = std::nullopt);
+  // What each document, or each one in the folder, takes with its objects; in one pass, too.
+  using SizeVisit = std::function<void(NOTEID, std::uint64_t)>;
+  void visitSizes(const SizeVisit& visit, std::optional<NOTEID> folder = std::nullopt);
   // A number that is another one once anybody else has changed the file through a store of theirs.
   std::int64_t changesByOthers();
   // Notes and stubs of the classes, by ID; with `since`, those modified then or later. No profiles.
   std::vector<NoteHeader> notes(WORD classMask, std::optional<TIMEDATE> since = std::nullopt);
   // The profile notes, by ID.
   std::vector<NoteHeader> profiles();
+
+  // The documents in a folder, by ID. A note that is deleted leaves all folders. See Folders.cpp.
+  std::vector<NOTEID> folderNotes(NOTEID folder);
+  void addToFolder(NOTEID folder, std::span<const NOTEID> notes);
 
   // What a user (a canonical name, LMBCS) has not read yet, as the list was stored; nothing if none
   // was stored for that very name. See UnreadMarks.cpp.
@@ -145,6 +154,7 @@ class Store {
   void requireKnownFormat(const std::string& path);
   void putObject(DWORD id, const ObjectHeader& header);
   void noteModified(const NoteHeader& header);
+  void leaveFolders(const NoteHeader& header);
 
   std::unique_ptr<Connection> connection_;
 };

@@ -109,6 +109,15 @@ Store::Salvage Store::salvage() {
                 "SELECT note FROM item ORDER BY note, position",
                 "SELECT note FROM item ORDER BY note DESC, position DESC"},
                FirstNoteId, nextNote, NoteIdStep, copyNote);
+  // Last, as a stub that is written leaves its folders. What was lost is in no folder either.
+  readable([&] {
+    Statement row = connection_->prepare("SELECT note, folder FROM folder_note");
+    while (row.step()) {
+      const auto member = static_cast<NOTEID>(row.integer(0));
+      const auto folder = static_cast<NOTEID>(row.integer(1));
+      if (copy.note(member) && copy.note(folder)) copy.addToFolder(folder, {&member, 1});
+    }
+  });
 
   const auto copyObject = [&](std::int64_t number) {
     const auto id = static_cast<DWORD>(number);

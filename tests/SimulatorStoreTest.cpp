@@ -109,7 +109,7 @@ TEST_F(SimulatorStore, OpensWhatIsADatabaseAndSaysWhyNot) {
   fs::resize_file(data_ / "truncated.nsf", whole.size() / 2);
   patch(data_ / "schema.nsf", 100, std::string(200, '\xFF'));
   patch(data_ / "row.nsf", 2048, std::string(2048, '\xFF'));  // the page of the properties
-  patch(data_ / "newer.nsf", 60, "\0\0\0\3"s);                // user_version
+  patch(data_ / "newer.nsf", 60, "\0\0\0\4"s);                // user_version
   patch(data_ / "foreign.nsf", 68, "\0\0\0\0"s);              // application_id
 
   char netPath[MAXPATH];

@@ -12,6 +12,7 @@
 #include "InfoBuffer.h"
 #include "Mail.h"
 #include "NoteMaker.h"
+#include "Views.h"
 #include "Writing.h"
 
 namespace simulator {
@@ -147,6 +148,7 @@ Store ContentMaker::application(std::size_t index) const {
     if (dice.oneIn(12)) attachFiles(note, store, created, 12'000, dice);
     note.write(store, documentHeader(created, dice.between(created, Present), dice));
   }
+  writeApplicationViews(store, dice);
   batch.commit();
   return store;
 }
@@ -164,6 +166,7 @@ Store ContentMaker::mailbox(std::size_t person, const MailPlan& plan) const {
       writeMail(store, people_, owner, std::move(times), plan.attachments, dice);
   markUnread(store, notes, dice);
   writeMailProfile(store, owner, dice);
+  writeMailViews(store, notes, plan.folders, dice);
   setLimits(store, index);
   batch.commit();
   return store;

@@ -27,6 +27,7 @@ inline constexpr std::size_t MostAddressBooks = 9;
 struct MailPlan {
   unsigned notes = 0;
   unsigned attachments = 20;  // how many of a hundred mails have some
+  unsigned folders = 6;       // beside the inbox
 };
 
 class ContentMaker {

@@ -179,7 +179,7 @@ PartitionSummary makePartition(const PartitionPlan& plan, const Progress& progre
   const std::vector<Person> people =
       inventPeople({plan.mailboxes, plan.people, plan.departments}, plan.seed);
   const ContentMaker content(people, plan.seed);
-  const MailPlan mail{plan.notes, plan.attachments};
+  const MailPlan mail{plan.notes, plan.attachments, plan.folders};
   summary.people = people.size();
   for (const Person& person : people) ++summary.departments[person.department];
   summary.mailboxes = plan.mailboxes;

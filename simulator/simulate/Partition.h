@@ -28,6 +28,7 @@ struct PartitionPlan {
   unsigned addressBooks = 1;
   unsigned notes = 0;         // in each mailbox
   unsigned attachments = 20;  // how many of a hundred mails have some
+  unsigned folders = 6;       // in each mailbox, beside the inbox
   std::uint64_t seed = 1;
   std::string user;            // who runs the partition; must exist
   std::filesystem::path home;  // holds notes/latest/linux/libnotes.so

@@ -158,6 +158,11 @@ int run(int argc, char** argv) {
       ->check(CLI::Range(0, 100))
       ->capture_default_str();
   createCommand
+      ->add_option("--folders", plan.folders,
+                   "How many folders in each mailbox beside the inbox, most of them nested")
+      ->check(CLI::Range(0, 1000))
+      ->capture_default_str();
+  createCommand
       ->add_option("--persons", plan.people,
                    "How many people the directory has, not fewer than mailboxes (default: those of "
                    "the mailboxes and a few without one); the mail files of further people do not "
