@@ -284,7 +284,7 @@ KoLNError KoLNDataDocument::InsertURL(const char* url) {
       return;
     }
     char field[urlFieldSize] = {};  // The whole field is data: nothing but zeros behind the URL.
-    std::memcpy(field, url, std::strlen(url));
+    std::copy_n(url, std::strlen(url), field);
     const Written begun = putHotspotBegin(
         &block.position, block.room(), SIG_CD_V4HOTSPOTBEGIN, urlHotspotType,
         HOTSPOTREC_RUNFLAG_BEGIN | HOTSPOTREC_RUNFLAG_NOBORDER | HOTSPOTREC_RUNFLAG_INOTES, field,
