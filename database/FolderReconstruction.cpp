@@ -60,7 +60,8 @@ class FolderReconstruction {
              static_cast<int>(start), static_cast<int>(size_));
 
     DHANDLE handle = NULLHANDLE;
-    const koln::CallResult created = KOLN_STATUS(IDCreateTable, DWORD{sizeof(NOTEID)}, &handle);
+    const koln::CallResult created =
+        koln::requireHandle(KOLN_STATUS(IDCreateTable, DWORD{sizeof(NOTEID)}, &handle), handle);
     if (created.failed()) {
       created.record(error_);
       KOLN_LOG(function, 0, "Could not allocate IDTable for folder reconstruction - %s",

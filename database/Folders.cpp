@@ -43,8 +43,10 @@ std::vector<std::string> namesOf(std::string_view list) {
 }
 
 koln::CallResult openCollection(DBHANDLE db, NOTEID view, WORD flags, HCOLLECTION& collection) {
-  return KOLN_STATUS(NIFOpenCollection, db, db, view, flags, DHANDLE{NULLHANDLE}, &collection,
-                     nullptr, nullptr, nullptr, nullptr);
+  return koln::requireHandle(
+      KOLN_STATUS(NIFOpenCollection, db, db, view, flags, DHANDLE{NULLHANDLE}, &collection, nullptr,
+                  nullptr, nullptr, nullptr),
+      collection);
 }
 
 // Finds the folders nested in those of a list.
@@ -129,7 +131,8 @@ class SubFolderSearch {
 
   bool addTitle(NOTEID id, std::string& found, KoLNError& error) {
     NOTEHANDLE handle = NULLHANDLE;
-    const koln::CallResult opened = KOLN_STATUS(NSFNoteOpen, db_, id, WORD{0}, &handle);
+    const koln::CallResult opened =
+        koln::requireHandle(KOLN_STATUS(NSFNoteOpen, db_, id, WORD{0}, &handle), handle);
     if (opened.failed()) {
       opened.record(error);
       KOLN_LOG("AddSubFolders", 0,
@@ -357,7 +360,8 @@ KoLNError KoLNDatabase::FilterDocumentsOfFolders(std::string& folders, DHANDLE& 
       return;
     }
     DHANDLE memberTable = NULLHANDLE;
-    const koln::CallResult created = KOLN_STATUS(IDCreateTable, DWORD{0}, &memberTable);
+    const koln::CallResult created =
+        koln::requireHandle(KOLN_STATUS(IDCreateTable, DWORD{0}, &memberTable), memberTable);
     if (created.failed()) {
       created.record(error);
       KOLN_LOG(function, 0,
@@ -386,7 +390,8 @@ KoLNError KoLNDatabase::FilterDocumentsOfFolders(std::string& folders, DHANDLE& 
 
     // Scanned in place of the table itself, which changes meanwhile.
     DHANDLE copyTable = NULLHANDLE;
-    const koln::CallResult copied = KOLN_STATUS(IDTableCopy, noteTable, &copyTable);
+    const koln::CallResult copied =
+        koln::requireHandle(KOLN_STATUS(IDTableCopy, noteTable, &copyTable), copyTable);
     if (copied.failed()) {
       copied.record(error);
       KOLN_LOG(function, 0,

@@ -32,7 +32,8 @@ void closeBeforeOpening(DBHANDLE handle) {
 
 void openPath(const char* path, DBHANDLE& handle, KoLNError& error) {
   handle = NULLHANDLE;
-  const koln::CallResult opened = KOLN_STATUS(NSFDbOpen, path, &handle);
+  const koln::CallResult opened =
+      koln::requireHandle(KOLN_STATUS(NSFDbOpen, path, &handle), handle);
   if (!opened.failed()) {
     return;
   }

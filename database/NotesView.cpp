@@ -193,7 +193,8 @@ KoLNError KoLNView::Open(unsigned short openFlags) {
   return koln::recorded([&](KoLNError& error) {
     koln::OpenNote(std::exchange(note_, NULLHANDLE)).close();
     NOTEHANDLE opened = NULLHANDLE;
-    const koln::CallResult result = KOLN_STATUS(NSFNoteOpen, db_, noteId_, openFlags, &opened);
+    const koln::CallResult result =
+        koln::requireHandle(KOLN_STATUS(NSFNoteOpen, db_, noteId_, openFlags, &opened), opened);
     if (!result.failed()) {
       note_ = opened;
       return;
@@ -416,8 +417,10 @@ STATUS ForEachViewName(void* context, SEARCH_MATCH* match, ITEM_TABLE* /*summary
     return NOERROR;
   }
   NOTEHANDLE handle = NULLHANDLE;
-  const koln::CallResult opened = KOLN_STATUS(NSFNoteOpen, *static_cast<const DBHANDLE*>(context),
-                                              found.ID.NoteID, OPEN_SUMMARY, &handle);
+  const koln::CallResult opened =
+      koln::requireHandle(KOLN_STATUS(NSFNoteOpen, *static_cast<const DBHANDLE*>(context),
+                                      found.ID.NoteID, OPEN_SUMMARY, &handle),
+                          handle);
   if (opened.failed()) {
     return opened.status();
   }

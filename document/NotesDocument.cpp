@@ -134,7 +134,8 @@ KoLNError KoLNDocument::Create() {
     }
     closeBefore(note_);
     NOTEHANDLE created = NULLHANDLE;
-    const koln::CallResult result = KOLN_STATUS(NSFNoteCreate, db_, &created);
+    const koln::CallResult result =
+        koln::requireHandle(KOLN_STATUS(NSFNoteCreate, db_, &created), created);
     if (!result.failed()) {
       SetNoteHandle(created);
       return;
@@ -158,7 +159,8 @@ KoLNError KoLNDocument::Open(WORD flags) {
     }
     closeBefore(note_);
     NOTEHANDLE opened = NULLHANDLE;
-    const koln::CallResult result = KOLN_STATUS(NSFNoteOpen, db_, noteId_, flags, &opened);
+    const koln::CallResult result =
+        koln::requireHandle(KOLN_STATUS(NSFNoteOpen, db_, noteId_, flags, &opened), opened);
     if (!takeOpened(result, opened, note_, "Open", error)) {
       logFailedOpen("Open", noteId_, result.status());
     }
@@ -172,7 +174,8 @@ KoLNError KoLNDocument::OpenExt(DWORD flags) {
     }
     closeBefore(note_);
     NOTEHANDLE opened = NULLHANDLE;
-    const koln::CallResult result = KOLN_STATUS(NSFNoteOpenExt, db_, noteId_, flags, &opened);
+    const koln::CallResult result =
+        koln::requireHandle(KOLN_STATUS(NSFNoteOpenExt, db_, noteId_, flags, &opened), opened);
     if (!takeOpened(result, opened, note_, "OpenExt", error)) {
       logFailedOpen("OpenExt", noteId_, result.status());
     }
@@ -186,7 +189,8 @@ KoLNError KoLNDocument::OpenByUNID(WORD flags) {
     }
     closeBefore(note_);
     NOTEHANDLE opened = NULLHANDLE;
-    const koln::CallResult result = KOLN_STATUS(NSFNoteOpenByUNID, db_, &unid_, flags, &opened);
+    const koln::CallResult result =
+        koln::requireHandle(KOLN_STATUS(NSFNoteOpenByUNID, db_, &unid_, flags, &opened), opened);
     if (!takeOpened(result, opened, note_, "OpenByUNID", error)) {
       KOLN_LOG("OpenByUNID", 0,
                "Error: unable to open note: NSFNoteOpenByUNID(...) returned: [%d]. ",

@@ -366,9 +366,10 @@ KoLNError KoLNDataDocument::InsertLink(char* text) {
     DHANDLE stream = NULLHANDLE;
     char itemName[] = "Body";
     // The name's length counts its NUL here, on purpose.
-    const koln::CallResult created =
+    const koln::CallResult created = koln::requireHandle(
         KOLN_STATUS(NSFMimePartCreateStream, note_, itemName, static_cast<WORD>(sizeof itemName),
-                    MIME_PART_BODY, MIME_PART_HAS_BOUNDARY | MIME_PART_HAS_HEADERS, &stream);
+                    MIME_PART_BODY, MIME_PART_HAS_BOUNDARY | MIME_PART_HAS_HEADERS, &stream),
+        stream);
     if (created.failed()) {
       created.record(error);
       KOLN_LOG(function, 0,

@@ -14,7 +14,7 @@ namespace koln {
 // What came of one call: a Notes status, or that the call threw or could not be made.
 class [[nodiscard]] CallResult {
  public:
-  enum class Kind : unsigned char { Returned, Threw, Unbound };
+  enum class Kind : unsigned char { Returned, Threw, Unbound, NoHandle };
 
   // Stands for the status of a call that has none.
   static constexpr STATUS NoStatus = KoLNError::CustomMessageCode;
@@ -26,7 +26,7 @@ class [[nodiscard]] CallResult {
 
   bool failed() const noexcept { return status_ != NOERROR; }
 
-  // Whether the call came back at all, with whatever status.
+  // Whether the call came back with a status that counts.
   bool returned() const noexcept { return kind_ == Kind::Returned; }
 
   // Whether the call was made and threw.
@@ -60,15 +60,31 @@ class [[nodiscard]] CallResult {
       error.SetCustomMessage(
           "Error: caught an exception of unknown type thrown by Domino API function: [%s(...)].",
           function_);
+    } else if (kind_ == Kind::NoHandle) {
+      error.SetCustomMessage("Error: Domino API function [%s] succeeded without a handle.",
+                             function_);
     } else {
       error.SetCustomMessage("Error: Domino API function [%s] is not bound.", function_);
     }
   }
 
+  template <typename Handle>
+  friend CallResult requireHandle(const CallResult& call, const Handle& handle) noexcept;
+
   const char* function_;
   STATUS status_;
   Kind kind_;
 };
+
+// A call that hands out a handle has failed too if it succeeded without one: 0 must not be used, since
+// a runtime may stop the process over it. `handle` is looked at here, after the call that is an
+// argument too.
+template <typename Handle>
+CallResult requireHandle(const CallResult& call, const Handle& handle) noexcept {
+  return call.failed() || handle != NULLHANDLE
+             ? call
+             : CallResult{call.function_, CallResult::Kind::NoHandle};
+}
 
 template <typename... Parameters, typename... Arguments>
 CallResult callStatus(const char* name, STATUS (*function)(Parameters...),

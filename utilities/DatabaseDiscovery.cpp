@@ -110,6 +110,9 @@ STATUS searchTitle(RestoreViewSearch& search, NOTEID id, koln::TextBuffer<1024>&
     KOLN_LOG(function, -1, "Could not open note 0x%x - %d", id, status);
     return status;
   }
+  if (opened == NULLHANDLE) {
+    throw std::logic_error("no handle");
+  }
   koln::OpenNote note(opened);
   KOLN_LOG(function, 2, "Note opened.");
   const bool titled =
@@ -218,7 +221,8 @@ KoLNError KoLNUtilities::ProcessDatabase(const char* path, std::string extra,
 
     // Not closed on any way out, on purpose.
     DBHANDLE database = NULLHANDLE;
-    const koln::CallResult opened = KOLN_STATUS(NSFDbOpen, path, &database);
+    const koln::CallResult opened =
+        koln::requireHandle(KOLN_STATUS(NSFDbOpen, path, &database), database);
     if (opened.failed()) {
       opened.record(error);
       KOLN_LOG(function, 0,
