@@ -75,6 +75,7 @@ const std::set<std::string> mayFailSilently = {"IDScan",
                                                "OSCurrentTIMEDATE",
                                                "TimeDateDifference",
                                                "NSFItemInfo",
+                                               "OSMemGetSize",
                                                "DXLDeleteExporter",
                                                "DXLDeleteImporter",
                                                "IDDestroyTable",
@@ -289,15 +290,11 @@ void filterByFolders(Bench& bench) {
 
 void discover(Bench& bench) {
   KoLNInstance* instance = &bench.instance;
-  static std::set<std::string> reported;
-  reported.clear();
   bench.done(KoLNUtilities().DiscoverDatabases(
       &instance, nullptr, [](void*, SEARCH_MATCH*, ITEM_TABLE* summary) -> STATUS {
         std::string path;
         KoLNUtilities utilities;
-        utilities.GetSummaryValue(summary, "$Path", path);
-        static_cast<void>(path);
-        return NOERROR;
+        return utilities.GetSummaryValue(summary, "$Path", path) ? NOERROR : ERR_ITEM_NOT_FOUND;
       }));
   MailboxLookupStruct lookup;
   std::set<std::string> found;
@@ -305,6 +302,109 @@ void discover(Bench& bench) {
       "", &found, KoLNUtilities().InitializeMBLookup(lookup, false, true, false), 0));
   unsigned long count = 0;
   bench.done(KoLNUtilities().CountAdditionalDatabases("", "apps", &count, false));
+}
+
+void changeDatabase(Bench& bench) {
+  KoLNDatabase db(bench.mailbox, bench.instance);
+  if (!bench.done(db.Open())) return;
+  char information[NSF_INFO_SIZE] = {};
+  DBREPLICAINFO replica = {};
+  DHANDLE buffer = NULLHANDLE;
+  DWORD object = 0;
+  if (bench.done(db.GetInfo(information))) bench.done(db.SetInfo(information));
+  if (bench.done(db.GetReplicaInfo(&replica))) bench.done(db.SetReplicaInfo(&replica));
+  if (bench.done(db.MemAllocObject(0, 100, &buffer)) && buffer != NULLHANDLE &&
+      bench.done(db.AllocObject(100, NOTE_CLASS_DOCUMENT, 0, &object))) {
+    bench.done(db.WriteObject(object, buffer, 0, 100));
+    DHANDLE read = NULLHANDLE;
+    if (bench.done(db.ReadObject(object, 0, MAXDWORD, &read)) && read != NULLHANDLE) {
+      DWORD size = 0;
+      bench.done(db.GetObjectSize(read, &size));
+      void* const bytes = db.LockObject(read);
+      if (bench.holds(bytes != nullptr, "lock")) {
+        bench.holds(db.UnlockObject(read), "unlock");
+      }
+      bench.holds(db.MemFreeObject(read) == 0, "free");
+    }
+    bench.done(db.FreeObject(object));
+  }
+  if (buffer != NULLHANDLE) bench.holds(db.MemFreeObject(buffer) == 0, "free");
+}
+
+void putInFolders(Bench& bench) {
+  KoLNDatabase db(bench.mailbox, bench.instance);
+  if (!bench.done(db.Open())) return;
+  unsigned int folderId = 0;
+  if (!bench.done(KoLNView(db, "$Inbox").FindID(folderId))) return;
+  struct Record {
+    ORIGINATORID folder;
+    DWORD count;
+    ORIGINATORID note;
+  } record = {{}, 1, {}};
+  static_assert(sizeof record == 60);
+  TIMEDATE modified = {};
+  WORD noteClass = 0;
+  KoLNDocument folder(db.GetHandle(), folderId);
+  KoLNDocument note(db.GetHandle(), bench.note);
+  if (bench.done(folder.GetInfoExtended(&record.folder, &modified, &noteClass)) &&
+      bench.done(note.GetInfoExtended(&record.note, &modified, &noteClass))) {
+    bench.done(db.PutNotesInFolders(reinterpret_cast<char*>(&record), sizeof record, nullptr));
+  }
+}
+
+void administer(Bench& bench) {
+  char command[] = "show server";
+  char response[1001] = {};
+  unsigned short length = 1000;
+  bench.holds(bench.instance.RemoteCommand(command, response, &length) == NOERROR, "console");
+  std::string path = bench.mailbox;
+  bench.done(bench.instance.RepairDB(path));
+}
+
+void useHelpers(Bench& bench) {
+  KoLNUtilities utilities;
+  TIMEDATE now = {};
+  std::string text;
+  DHANDLE memory = NULLHANDLE;
+  DBHANDLE directory = NULLHANDLE;
+  DHANDLE table = NULLHANDLE;
+  utilities.GetCurrentTimeDate(&now);
+  bench.done(utilities.GetTimeString(now, text));
+  if (!text.empty()) bench.done(utilities.GetTimeDate(text, now));
+  if (bench.done(utilities.AllocMem(0, 64, memory)) && memory != NULLHANDLE) {
+    OBJECT_DESCRIPTOR descriptor = {0, 7};
+    bench.holds(utilities.CopyObject(memory, nullptr, &descriptor, 6, 1) == 1, "copy");
+    bench.done(utilities.FreeMem(memory));
+  }
+  if (bench.done(utilities.OpenDirectory("apps", directory)) && directory != NULLHANDLE) {
+    bench.done(utilities.CloseDirectory(directory));
+  }
+  bench.done(utilities.MakeNetworkPath("CN=Mail/O=Org", "names.nsf", text, true));
+  if (bench.holds(utilities.CreateTable(4, &table) == 0 && table != NULLHANDLE, "table")) {
+    BOOL changed = FALSE;
+    bench.holds(utilities.InsertIntoTable(table, 4, &changed) == 0, "insert");
+    bench.done(utilities.DeleteID(table, 4, &changed));
+    bench.done(utilities.MemFreeTable(table));
+  }
+}
+
+void lookAside(Bench& bench) {
+  std::set<std::string> names;
+  std::string directories = "apps?mail";
+  bench.holds(KoLNUtilities().GetAdditionalDatabases(&names, &directories, false, false), "walk");
+  std::string directory = "apps";
+  std::vector<DBNAME> entries(50);
+  entries[0].mailboxPath = "mail/sales.nsf";
+  int count = 0;
+  bench.holds(KoLNUtilities().AssociateAdditionalDBs("", &directory, entries.data(), &count) == 0,
+              "aside");
+  RestoreViewSearch search = {0, 0, {}, "BY CATEGORY"};
+  KoLNDatabase db(bench.mailbox, bench.instance);
+  if (!bench.done(db.Open())) return;
+  search.database = db.GetHandle();
+  NSFSEARCHPROC find = &KoLNUtilities::FindAView;
+  bench.done(db.Search(NULLHANDLE, nullptr, 0, NOTE_CLASS_VIEW, nullptr, &find, &search, nullptr));
+  bench.holds(search.state == 0xFFFFFFFF, "no view");
 }
 
 constexpr Scenario scenarios[] = {{"readNote", readNote},
@@ -317,6 +417,11 @@ constexpr Scenario scenarios[] = {{"readNote", readNote},
                                   {"listNotes", listNotes},
                                   {"indexView", indexView},
                                   {"filterByFolders", filterByFolders},
+                                  {"changeDatabase", changeDatabase},
+                                  {"putInFolders", putInFolders},
+                                  {"administer", administer},
+                                  {"useHelpers", useHelpers},
+                                  {"lookAside", lookAside},
                                   {"discover", discover}};
 
 // ---- the sweep ----------------------------------------------------------------------------------
