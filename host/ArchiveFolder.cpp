@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -22,38 +20,13 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t unidDigits = 32;
 
-// Every folder that is missing, each with its name on the disk.
-void makeFolders(const fs::path& path) {
-  if (mkdir(path.c_str(), 0700) == 0) {
-    syncDirectoryOf(path.string());
-  } else if (errno == ENOENT && path.has_relative_path()) {
-    makeFolders(path.parent_path());
-    makeFolders(path);
-  } else {
-    const int error = errno;
-    std::error_code ignored;
-    if (error != EEXIST || !fs::is_directory(path, ignored)) {
-      throw fileFailure(path.string(), "cannot be made", error);
-    }
-  }
-}
-
 }  // namespace
 
 ArchiveFolder::ArchiveFolder(const std::string& root, std::string name)
-    : name_(std::move(name)), path_(root + '/' + name_) {
-  makeFolders(path_);
-  lock();
-  try {
-    readEntries();
-  } catch (...) {
-    close(lock_);
-    throw;
-  }
-}
-
-ArchiveFolder::~ArchiveFolder() {
-  close(lock_);
+    : name_(std::move(name)),
+      path_(root + '/' + name_),
+      lock_(path_, "archiving this database to") {
+  readEntries();
 }
 
 std::string ArchiveFolder::unidOf(const std::string& marker) const {
@@ -68,29 +41,14 @@ bool ArchiveFolder::isFull() const noexcept {
   return statvfs(path_.c_str(), &disk) == 0 && std::uint64_t{disk.f_bavail} * disk.f_frsize < least;
 }
 
-void ArchiveFolder::lock() {
-  const std::string file = path_ + "/.lock";
-  lock_ = open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (lock_ < 0) {
-    throw fileFailure(file, "cannot be opened", errno);
-  }
-  if (flock(lock_, LOCK_EX | LOCK_NB) != 0) {
-    const int error = errno;
-    close(lock_);
-    if (error == EWOULDBLOCK) {
-      throw Failure(
-          ExitCode::Failed,
-          fmt::format("another run is archiving this database to {}; wait for its end", path_));
-    }
-    throw fileFailure(file, "cannot be locked", error);
-  }
-}
-
 void ArchiveFolder::readEntries() {
   std::error_code error;
   fs::directory_iterator entry(path_, error);
   for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
     const fs::path& path = entry->path();
+    if (entry->is_directory(error)) {  // Of a backup in the same place.
+      continue;
+    }
     if (path.extension() == temporarySuffix) {
       if (unlink(path.c_str()) != 0) {
         throw fileFailure(path.string(), "is half written and cannot be removed", errno);

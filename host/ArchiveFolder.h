@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Failure.h"
+#include "FolderLock.h"
 
 namespace host {
 
@@ -18,7 +19,6 @@ class ArchiveFolder {
   /// Makes the folder `name` below `root` where it is missing and locks it against other runs.
   /// What a run that was cut short has left half written is removed. @throws Failure
   ArchiveFolder(const std::string& root, std::string name);
-  ~ArchiveFolder();
   ArchiveFolder(const ArchiveFolder&) = delete;
   ArchiveFolder& operator=(const ArchiveFolder&) = delete;
 
@@ -40,12 +40,11 @@ class ArchiveFolder {
   const std::vector<std::string>& copies() const noexcept { return copies_; }
 
  private:
-  void lock();
   void readEntries();
 
   const std::string name_;
   const std::string path_;
-  int lock_ = -1;
+  const FolderLock lock_;
   std::vector<std::string> copies_;
 };
 

@@ -12,7 +12,12 @@ Command offline(CLI::App& parent, Options& options);
 Command online(CLI::App& parent, Options& options);
 Command repair(CLI::App& parent, Options& options);
 Command show(CLI::App& parent, Options& options);
+Command views(CLI::App& parent, Options& options);
+Command index(CLI::App& parent, Options& options);
+Command notes(CLI::App& parent, Options& options);
 Command archive(CLI::App& parent, Options& options);
+Command backup(CLI::App& parent, Options& options);
+Command restore(CLI::App& parent, Options& options);
 Command exportNotes(CLI::App& parent, Options& options);
 Command importNotes(CLI::App& parent, Options& options);
 
@@ -32,7 +37,12 @@ std::vector<Command> addCommands(CLI::App& koln, Options& options) {
       online(koln, options),
       repair(koln, options),
       show(koln, options),
+      views(koln, options),
+      index(koln, options),
+      notes(koln, options),
       archive(koln, options),
+      backup(koln, options),
+      restore(koln, options),
       exportNotes(koln, options),
       importNotes(koln, options),
   };

@@ -27,6 +27,12 @@ class Failure : public std::runtime_error {
   ExitCode code_;
 };
 
+/// The result cannot be written: whatever is left to do would fail in the same way.
+class OutputFailure : public Failure {
+ public:
+  using Failure::Failure;
+};
+
 }  // namespace host
 
 #endif

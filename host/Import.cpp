@@ -12,7 +12,7 @@
 #include "Commands.h"
 #include "NoteArgument.h"
 #include "NoteFacts.h"
-#include "NotesFailure.h"
+#include "NoteImporter.h"
 #include "OneByOne.h"
 #include "Output.h"
 #include "Session.h"
@@ -47,28 +47,6 @@ struct Request {
   std::string mode = "replace";
 };
 
-class Importer {
- public:
-  explicit Importer(DWORD documents) {
-    // Between databases that are no replicas too: the copy of a note may be all that is left.
-    DWORD replicaRequired = FALSE;
-    const KoLNError error = KoLNUtilities().CreateDXLImporter(
-        handle_, {{iDocumentsImportOption, &documents},
-                  {iReplicaRequiredForReplaceOrUpdate, &replicaRequired}});
-    if (isError(error)) {
-      throw failureOf("notes cannot be imported", error);
-    }
-  }
-  ~Importer() { KoLNUtilities().DeleteDXLImporter(handle_); }
-  Importer(const Importer&) = delete;
-  Importer& operator=(const Importer&) = delete;
-
-  DXLIMPORTHANDLE handle() const noexcept { return handle_; }
-
- private:
-  DXLIMPORTHANDLE handle_ = NULLHANDLE;
-};
-
 std::vector<StagedNote> check(const std::vector<std::string>& files) {
   std::vector<StagedNote> notes;
   oneByOne(files.size(), "file",
@@ -81,7 +59,7 @@ std::vector<StagedNote> check(const std::vector<std::string>& files) {
   return notes;
 }
 
-void importOne(KoLNDatabase& database, const Importer& importer, const Request& request,
+void importOne(KoLNDatabase& database, const NoteImporter& importer, const Request& request,
                const std::string& file, const StagedNote& staged) {
   const std::optional<NOTEID> before = idOf(database, staged.unid);
   KoLNDocument target(database.GetHandle(), 0);
@@ -102,7 +80,7 @@ ExitCode run(const Options& options, const Request& request) {
   const std::vector<StagedNote> notes = check(request.files);
   KoLNDatabase database(request.into, session.instance());
   openDatabase(database, request.into);
-  const Importer importer(modes.at(request.mode).option);
+  const NoteImporter importer(modes.at(request.mode).option);
   return oneByOne(notes.size(), "file", [&](std::size_t i) {
     importOne(database, importer, request, request.files[i], notes[i]);
   });

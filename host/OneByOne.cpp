@@ -22,6 +22,8 @@ ExitCode oneByOne(std::size_t count, const char* thing,
     try {
       work(i);
       ++done;
+    } catch (const OutputFailure&) {
+      throw;
     } catch (const Failure& failure) {
       if (failure.code() == ExitCode::Interrupted) {
         throw;

@@ -11,7 +11,7 @@ namespace host {
 
 /// Does the work for 0 to `count` - 1. What fails is told on stderr, and the rest goes on.
 /// @return `DoneInPart` if some failed; the code of the last one if all did. @throws Failure when
-/// the user interrupts it.
+/// the user interrupts it, and when the result cannot be written.
 ExitCode oneByOne(std::size_t count, const char* thing,
                   const std::function<void(std::size_t)>& work);
 

@@ -113,10 +113,10 @@ void writeResult(std::string_view text) {
     case EINTR:
       throw Failure(ExitCode::Interrupted, "interrupted while the result was written");
     case EPIPE:
-      throw Failure(ExitCode::Failed, "the reader of the result has gone");
+      throw OutputFailure(ExitCode::Failed, "the reader of the result has gone");
     default:
-      throw Failure(ExitCode::Failed,
-                    fmt::format("the result cannot be written: {}", strerror(error)));
+      throw OutputFailure(ExitCode::Failed,
+                          fmt::format("the result cannot be written: {}", strerror(error)));
   }
 }
 

@@ -63,15 +63,6 @@ class Import {
       response.parent = parent->id;
       store_->writeHeader(response);
     }
-    // The notes may be old, the change of the database is not.
-    DatabaseProperties properties = store_->properties();
-    const TIMEDATE now = nextUpdateTime();
-    const auto advance = [&now](TIMEDATE& time) {
-      if (TimeDateCompare(&time, &now) < 0) time = now;
-    };
-    if (dataChanged_) advance(properties.dataModified);
-    if (designChanged_) advance(properties.nonDataModified);
-    if (dataChanged_ || designChanged_) store_->setProperties(properties);
   }
 
  private:
@@ -94,6 +85,9 @@ class Import {
     } else if (existing || unsaved) {
       id.File = {{randomWord(), randomWord()}};
     }
+    // These tell of the file, not of the note: who asks for what is new in it, as a backup does, must
+    // be told of an old note that is back.
+    header.modified = header.addedToFile = nextUpdateTime();
     write(note, header, {});
   }
 
@@ -139,15 +133,12 @@ class Import {
     }
     store_->writeNote(header, items);
     if (note.parent) responses_.emplace_back(header, *note.parent);
-    ((header.noteClass & NOTE_CLASS_DOCUMENT) != 0 ? dataChanged_ : designChanged_) = true;
   }
 
   const StoreLease& store_;
   const DxlImportOptions options_;
   const DatabaseProperties properties_;
   std::vector<std::pair<NoteHeader, UNIVERSALNOTEID>> responses_;
-  bool dataChanged_ = false;
-  bool designChanged_ = false;
 };
 
 }  // namespace

@@ -106,15 +106,14 @@ class SimulatorDxl : public testing::Test {
   STATUS setExport(int key, DWORD value) {
     return DXLSetExporterProperty(exporter_, static_cast<DXL_EXPORT_PROPERTY>(key), &value);
   }
-  // Everything of the notes but the numbers that are new after an import.
+  // Everything of the notes but the numbers and times that are new after an import.
   std::string dump() const {
     Store all = store();
     std::string text;
     std::vector<NoteHeader> notes = all.notes(NOTE_CLASS_DOCUMENT);
     for (const NoteHeader& note : all.notes(NOTE_CLASS_VIEW)) notes.push_back(note);
     for (const NoteHeader& note : notes) {
-      text += raw(note.noteClass, note.originator, note.modified, note.accessed, note.addedToFile,
-                  note.flags);
+      text += raw(note.noteClass, note.originator, note.accessed, note.flags);
       for (NoteItem& one : all.items(note.id)) {
         DWORD id = 0;
         if (one.type == TYPE_OBJECT) std::memcpy(&id, one.value.data() + 2, sizeof id);

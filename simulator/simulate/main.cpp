@@ -1,4 +1,4 @@
-// koln-simulate: makes partitions for the simulated Notes runtime, so that a host can be written
+// koln-simulate: makes partitions for the simulated Notes runtime, and loses notes of them, so that a host can be written
 // and tried where there is no server.
 #include <fmt/format.h>
 #include <pwd.h>
@@ -16,8 +16,11 @@
 #include <vector>
 
 #include "Content.h"
+#include "Notes.h"
 #include "Partition.h"
 #include "People.h"
+#include "Status.h"
+#include "Store.h"
 
 namespace fs = std::filesystem;
 using namespace simulator;
@@ -43,12 +46,17 @@ constexpr const char* CreateDescription =
     "  registry.conf    the configuration store; written last, so a directory without it\n"
     "                   is not complete\n";
 
+constexpr const char* DeleteDescription =
+    "Deletes documents of a database as its users would, so that there is something to restore.\n"
+    "Deletion stubs stay, and the documents leave their folders.\n";
+
 constexpr const char* Examples =
     "Examples:\n"
     "  koln-simulate create /tmp/partition\n"
     "  koln-simulate create /tmp/partition --mailboxes 100 --notes 50 --seed 7 --force\n"
     "  koln-simulate create /tmp/partition --persons 100000 --departments 3 --books 2\n"
-    "  sudo koln-simulate create /var/tmp/partition --user notes\n";
+    "  sudo koln-simulate create /var/tmp/partition --user notes\n"
+    "  koln-simulate delete /tmp/partition/data/mail/zori.nsf --every 2\n";
 
 std::string invokingUser() {
   if (::geteuid() == 0) {
@@ -130,6 +138,31 @@ int create(PartitionPlan plan, const std::string& user, const std::string& home)
   return 0;
 }
 
+void deleteNote(Store& store, NoteHeader& note) {
+  Transaction batch = store.batch();
+  for (const DWORD object : objectsOf(store.items(note.id))) store.removeObject(object);
+  note.deleted = true;
+  ++note.originator.Sequence;
+  note.originator.SequenceTime = note.modified = nextUpdateTime();
+  store.writeNote(note, {});
+  batch.commit();
+}
+
+int deleteNotes(const std::string& database, std::size_t every) {
+  try {
+    Store store = Store::open(database);
+    std::vector<NoteHeader> notes = store.notes(NOTE_CLASS_DOCUMENT);
+    std::erase_if(notes, [](const NoteHeader& note) { return note.deleted; });
+    std::size_t deleted = 0;
+    for (std::size_t i = every - 1; i < notes.size(); i += every, ++deleted)
+      deleteNote(store, notes[i]);
+    fmt::print("{}: {} of {} documents deleted\n", database, deleted, notes.size());
+    return 0;
+  } catch (const StatusError& error) {
+    throw PartitionError(fmt::format("{}: {}", database, error.what()));
+  }
+}
+
 int run(int argc, char** argv) {
   CLI::App app("Makes partitions for the simulated Notes runtime.", "koln-simulate");
   app.footer(Examples);
@@ -184,6 +217,14 @@ int run(int argc, char** argv) {
                             "simulated runtime that comes with this tool)");
   createCommand->add_flag("--force", plan.replace, "Replace a partition that this tool has made");
 
+  std::string database;
+  std::size_t every = 1;
+  CLI::App* const deleteCommand = app.add_subcommand("delete", DeleteDescription);
+  deleteCommand->add_option("DB", database, "File of the database")->required();
+  deleteCommand->add_option("--every", every, "Only every Nth document, by ID")
+      ->check(CLI::Range(1, 1'000'000))
+      ->capture_default_str();
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -191,6 +232,7 @@ int run(int argc, char** argv) {
     fmt::print(stderr, "koln-simulate: {} (see --help)\n", error.what());
     return WrongUsage;
   }
+  if (deleteCommand->parsed()) return deleteNotes(database, every);
   if (plan.people && *plan.people < plan.mailboxes) {
     fmt::print(stderr, "koln-simulate: {} mailboxes need as many persons, not {} (see --help)\n",
                plan.mailboxes, *plan.people);
