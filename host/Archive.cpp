@@ -185,7 +185,8 @@ ExitCode run(const Options& options, const Words& words) {
   if (words.dryRun) {
     return list(database, request, options.json);
   }
-  // An interrupt waits for the end of the note in hand, however large that is; a second one does not.
+  // An interrupt waits for the end of the note in hand, however large that is; a second one does
+  // not.
   std::signal(SIGALRM, SIG_IGN);
   ArchiveTally tally;
   ArchiveRun archiveRun(database, request, tally, [&options](const ManifestLine& line) {

@@ -1,9 +1,9 @@
 // One run over the notes of a database: selects those to be archived, copies each into the archive
 // folder and leaves a stub. It may be killed at any moment; the next run finishes what it left.
 //
-// The order that makes this safe: the copy is whole and on the disk, then the database takes the stub
-// in one update, which names its copy, then the manifest gets its line. So a note is either as it
-// was, or a stub whose copy is there; a line that is missing is known by its copy, and written.
+// The order that makes this safe: the copy is whole and on the disk, then the database takes the
+// stub in one update, which names its copy, then the manifest gets its line. So a note is either as
+// it was, or a stub whose copy is there; a line that is missing is known by its copy, and written.
 #ifndef KOLN_HOST_ARCHIVE_RUN_H
 #define KOLN_HOST_ARCHIVE_RUN_H
 

@@ -250,7 +250,8 @@ ExitCode run(const Options& options, const Request& request) {
   Session session(options);
   KoLNDatabase database(request.database, session.instance());
   openDatabase(database, request.database);
-  // An interrupt waits for the end of the note in hand, however large that is; a second one does not.
+  // An interrupt waits for the end of the note in hand, however large that is; a second one does
+  // not.
   std::signal(SIGALRM, SIG_IGN);
   BackupRun backupRun(database, root + '/' + folderNameOf(database), request);
   backupRun.save();

@@ -28,8 +28,8 @@ constexpr const char* footer = R"(Examples:
 
 A line for each entry: note ID and the texts of the visible columns, with " | " between
 them on a terminal, else a tab. Categories have an ID from 80000000 on. Texts are cut at 80
-characters, lines at about 240. Titles of categories are left out. The first line has the titles of the columns; with --json
-'koln views' tells them.
+characters, lines at about 240. Titles of categories are left out. The first line has the
+titles of the columns; with --json 'koln views' tells them.
 )";
 
 struct Request {

@@ -147,7 +147,8 @@ std::optional<std::string> textList(std::string_view value) {
   return fmt::format("{}", fmt::join(parts, separator));
 }
 
-// The texts of rich text. A record tells its length in its first bytes, and begins at an even place.
+// The texts of rich text. A record tells its length in its first bytes, and begins at an even
+// place.
 std::string richText(std::string_view value) {
   std::string text;
   constexpr std::size_t textRecordHeader = 8;

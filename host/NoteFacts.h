@@ -40,7 +40,8 @@ struct NoteFacts {
 constexpr const char* stubItem = "StubData";
 constexpr const char* stubDetailsItem = "StubDetails";
 
-/// Opens a note as it is stored, MIME included. @return False if it has been deleted. @throws Failure
+/// Opens a note as it is stored, MIME included. @return False if it has been deleted. @throws
+/// Failure
 bool openAsStored(KoLNDocument& note);
 
 /// @throws Failure

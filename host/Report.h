@@ -21,7 +21,8 @@ class Report {
     const char* many;
   };
 
-  /// @param mostLines How many databases that are not reported get a line each; the rest is counted.
+  /// @param mostLines How many databases that are not reported get a line each; the rest is
+  /// counted.
   Report(bool json, Columns columns, Things things, std::size_t mostLines);
   /// Stops reading the log.
   ~Report();

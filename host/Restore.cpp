@@ -39,8 +39,8 @@ constexpr const char* footer =
 latest version, without those that were deleted. All files are checked first; if one is
 damaged, nothing is restored. Then each note is imported, but for those that the database
 has in the very same version: one that it has gets the items of the backup alone, any other
-is created with the universal ID that it had. At last the notes come back into the folders of the last set. No note is deleted, and none
-is taken out of a folder.
+is created with the universal ID that it had. At last the notes come back into the folders
+of the last set. No note is deleted, and none is taken out of a folder.
 
   koln restore /backup/mail --into mail/zori.nsf --dry-run
   koln restore /backup/mail --into mail/zori.nsf
@@ -315,7 +315,8 @@ ExitCode run(const Options& options, const Request& request) {
   Session session(options);
   KoLNDatabase database(request.into, session.instance());
   openDatabase(database, request.into);
-  // An interrupt waits for the end of the note in hand, however large that is; a second one does not.
+  // An interrupt waits for the end of the note in hand, however large that is; a second one does
+  // not.
   std::signal(SIGALRM, SIG_IGN);
   RestoreRun restoreRun(database, request);
   restoreRun.check();

@@ -24,8 +24,8 @@ struct StagedNote {
 /// What an open note is; no length and checksum yet. @throws Failure
 StagedNote identityOf(KoLNDocument& note);
 
-/// Exports an open note. The file appears under its name in one piece, replacing what was there, and
-/// is on the disk, as is its name, when the call returns. @throws Failure, and leaves nothing.
+/// Exports an open note. The file appears under its name in one piece, replacing what was there,
+/// and is on the disk, as is its name, when the call returns. @throws Failure, and leaves nothing.
 StagedNote stageNote(KoLNDocument& note, DXLEXPORTHANDLE& exporter, const std::string& path);
 
 /// Reads the header and compares length and checksum with the DXL. @throws Failure for a file that
@@ -36,8 +36,8 @@ StagedNote checkStagedFile(const std::string& path);
 void importStagedFile(KoLNDocument& target, DXLIMPORTHANDLE importer, const std::string& path,
                       const StagedNote& staged);
 
-/// Exports an open note as pure DXL, without a header: to a file that appears in one piece likewise,
-/// or to a stream, which then needs a flush. @return Bytes. @throws Failure
+/// Exports an open note as pure DXL, without a header: to a file that appears in one piece
+/// likewise, or to a stream, which then needs a flush. @return Bytes. @throws Failure
 void exportDxl(KoLNDocument& note, DXLEXPORTHANDLE& exporter, const std::string& path);
 DWORD exportDxl(KoLNDocument& note, DXLEXPORTHANDLE& exporter, FILE* stream,
                 const std::string& name);
@@ -45,7 +45,8 @@ DWORD exportDxl(KoLNDocument& note, DXLEXPORTHANDLE& exporter, FILE* stream,
 /// A DXL exporter that gives rich text as the note has it, so that the same note comes back.
 class NoteExporter {
  public:
-  /// @param heading Whether the DXL begins with the declaration that XML files have. @throws Failure
+  /// @param heading Whether the DXL begins with the declaration that XML files have. @throws
+  /// Failure
   explicit NoteExporter(bool heading = false);
   ~NoteExporter();
   NoteExporter(const NoteExporter&) = delete;

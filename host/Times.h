@@ -12,8 +12,8 @@ namespace host {
 /// ISO 8601 in UTC, to the hundredth of a second. Nothing if date or time is missing.
 std::optional<std::string> iso8601(const TIMEDATE& time);
 
-/// The time that such a text means; the clock may be left out, in whole or from behind. What is left
-/// out is 0. Nothing for any other text.
+/// The time that such a text means; the clock may be left out, in whole or from behind. What is
+/// left out is 0. Nothing for any other text.
 std::optional<TIMEDATE> timeFromIso8601(std::string text);
 
 /// For a reader: also a date or a time alone, and "-" for neither.

@@ -1,7 +1,7 @@
 // DXL exporters and importers: handles with properties, and the exchange with the host's routines.
-// A property is accepted with the values that this runtime carries out; another value, though known,
-// is answered with ERR_DXL_INVALID_PROPERTY_VALUE, so that no host believes that it has an effect.
-// A handle is used by one thread at a time.
+// A property is accepted with the values that this runtime carries out; another value, though
+// known, is answered with ERR_DXL_INVALID_PROPERTY_VALUE, so that no host believes that it has an
+// effect. A handle is used by one thread at a time.
 #include <algorithm>
 #include <array>
 #include <cstring>

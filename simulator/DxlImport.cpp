@@ -85,8 +85,8 @@ class Import {
     } else if (existing || unsaved) {
       id.File = {{randomWord(), randomWord()}};
     }
-    // These tell of the file, not of the note: who asks for what is new in it, as a backup does, must
-    // be told of an old note that is back.
+    // These tell of the file, not of the note: who asks for what is new in it, as a backup does,
+    // must be told of an old note that is back.
     header.modified = header.addedToFile = nextUpdateTime();
     write(note, header, {});
   }

@@ -1,4 +1,5 @@
-// The words of DXL for what the API has numbers for, as the writing and the reading side share them.
+// The words of DXL for what the API has numbers for, as the writing and the reading side share
+// them.
 #ifndef KOLN_SIMULATOR_DXL_NAMES_H
 #define KOLN_SIMULATOR_DXL_NAMES_H
 

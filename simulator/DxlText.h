@@ -1,6 +1,6 @@
-// How DXL writes single values: texts, numbers, times, IDs, base64. Each pair of functions is exact:
-// what one has written the other reads back to the last bit, and what has no such text is refused by
-// the writing side, so that the caller can store it raw.
+// How DXL writes single values: texts, numbers, times, IDs, base64. Each pair of functions is
+// exact: what one has written the other reads back to the last bit, and what has no such text is
+// refused by the writing side, so that the caller can store it raw.
 #ifndef KOLN_SIMULATOR_DXL_TEXT_H
 #define KOLN_SIMULATOR_DXL_TEXT_H
 

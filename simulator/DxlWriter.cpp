@@ -12,8 +12,8 @@
 namespace simulator {
 namespace {
 
-// How much is read of an object at once. It fills whole blocks, four characters for three bytes, and
-// many of them, since the way to a place in an object takes the longer the farther it is.
+// How much is read of an object at once. It fills whole blocks, four characters for three bytes,
+// and many of them, since the way to a place in an object takes the longer the farther it is.
 constexpr DWORD ObjectPiece = DxlBlockSize / 4 * 3 * 64;
 
 std::string attributeText(std::string_view name, std::string_view value) {
@@ -136,8 +136,8 @@ std::optional<std::string> readableValue(WORD type, std::span<const BYTE> value)
   }
 }
 
-// The start tag of an attached file and its times; nothing if the descriptor is not a whole one with
-// a name that can be read.
+// The start tag of an attached file and its times; nothing if the descriptor is not a whole one
+// with a name that can be read.
 std::optional<std::string> fileStart(std::span<const BYTE> descriptor) {
   if (descriptor.size() < sizeof(DxlFileFields)) return std::nullopt;
   const auto fields = valueAt<DxlFileFields>(descriptor, 0);

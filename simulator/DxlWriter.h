@@ -1,5 +1,5 @@
-// A note as DXL. Attached files and other objects are read while the text is taken, in small pieces,
-// so that a note with large ones needs no more memory than one without.
+// A note as DXL. Attached files and other objects are read while the text is taken, in small
+// pieces, so that a note with large ones needs no more memory than one without.
 //
 //   <document version='1.0' replicaid='85257A1B0012F3C4'>
 //     <noteinfo noteid='8F6' unid='...' sequence='2'>
@@ -10,8 +10,8 @@
 //   </document>
 //
 // Texts, numbers, times and lists of them are readable; where such a form would not bring the same
-// bytes back, and for all other types, the value is in base64 (type and numbers of other elements in
-// hexadecimal digits).
+// bytes back, and for all other types, the value is in base64 (type and numbers of other elements
+// in hexadecimal digits).
 #ifndef KOLN_SIMULATOR_DXL_WRITER_H
 #define KOLN_SIMULATOR_DXL_WRITER_H
 

@@ -11,8 +11,8 @@
 namespace simulator {
 namespace {
 
-// References are left to unescapeXml, which knows what it may accept. White space is kept, and so is
-// text outside of the root, so that it is noticed.
+// References are left to unescapeXml, which knows what it may accept. White space is kept, and so
+// is text outside of the root, so that it is noticed.
 constexpr unsigned ParseOptions = pugi::parse_cdata | pugi::parse_ws_pcdata | pugi::parse_eol |
                                   pugi::parse_wconv_attribute | pugi::parse_fragment |
                                   pugi::parse_declaration;

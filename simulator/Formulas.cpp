@@ -108,8 +108,8 @@ std::optional<std::string> textOf(const void* formula, const char* function) {
   return std::string(reinterpret_cast<const char*>(text.data()), header.textLength);
 }
 
-// What the note takes in the file, its attached files included; 0 for one that is not stored. A note
-// that is open with some of its items only is as large as any other.
+// What the note takes in the file, its attached files included; 0 for one that is not stored. A
+// note that is open with some of its items only is as large as any other.
 double storedSize(const OpenNote& note) {
   if (note.header.id == 0) return 0;
   const StoreLease store = requireStore(note.database());

@@ -12,7 +12,8 @@ namespace simulator {
 
 namespace {
 
-// An entry must fit a read buffer, whose length is a WORD, with everything else that is asked of it.
+// An entry must fit a read buffer, whose length is a WORD, with everything else that is asked of
+// it.
 constexpr std::size_t LargestSummary = 65'000;
 
 // A document below one value of each categorised column.

@@ -21,13 +21,14 @@ DHANDLE allocateBytes(const void* data, std::size_t size);
 // the block, or as others keep them. 0 if there are no handles left or if `size` is 0 or no DWORD.
 DHANDLE adoptBytes(std::shared_ptr<BYTE[]> bytes, std::size_t size);
 
-// A block that a host may lock but not free, for what belongs to a note; does not count as memory of
-// the host. 0 if there are no handles left or if `size` is 0 or no DWORD.
+// A block that a host may lock but not free, for what belongs to a note; does not count as memory
+// of the host. 0 if there are no handles left or if `size` is 0 or no DWORD.
 DHANDLE lendBytes(std::shared_ptr<BYTE[]> bytes, std::size_t size);
 // Ends what lendBytes has begun. Ends the process if the host still has the block locked.
 void takeBackBytes(DHANDLE handle, const char* function);
 
-// The bytes from the address to the end of the locked block that it is in; nothing if it is in none.
+// The bytes from the address to the end of the locked block that it is in; nothing if it is in
+// none.
 std::optional<std::span<const BYTE>> lockedBytesFrom(const void* address);
 
 // A copy of a block that a host passes to `function`; nothing if it is locked, which these

@@ -32,9 +32,9 @@ bool changedByOthers(const std::optional<NoteHeader>& stored, const ORIGINATORID
          !same(&stored->originator.SequenceTime, &known.SequenceTime, sizeof(TIMEDATE));
 }
 
-// `identity`: note ID or UNID. Opening changes nothing in the file, not even the time of access: who
-// looks at mail to archive what nobody reads must not make it look read. That time is written with
-// the next update.
+// `identity`: note ID or UNID. Opening changes nothing in the file, not even the time of access:
+// who looks at mail to archive what nobody reads must not make it look read. That time is written
+// with the next update.
 template <typename Identity>
 STATUS openNote(DBHANDLE database, const Identity& identity, DWORD flags, NOTEHANDLE* result) {
   if (!result) return ERR_BAD_PARAM;

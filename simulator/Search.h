@@ -1,5 +1,5 @@
-// What NSFSearch is asked for, and the two places that answer: a database handle searches its notes,
-// a directory handle its files.
+// What NSFSearch is asked for, and the two places that answer: a database handle searches its
+// notes, a directory handle its files.
 //
 // Both collect what is found first and call the host's routine afterwards, holding neither a lock
 // nor a store: the routine may open, change and delete what it is told of, and its exceptions are

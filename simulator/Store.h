@@ -106,9 +106,9 @@ class Store {
   std::vector<NoteItem> items(NOTEID id);
   // Those with ITEM_SUMMARY alone; the bodies are not read.
   std::vector<NoteItem> summaryItems(NOTEID id);
-  // Shows the items of these names (whatever the case of their ASCII letters) of all documents, note
-  // by note and in the order of each note; with `folder`, of the documents in it. One pass over the
-  // file: the way to read a directory.
+  // Shows the items of these names (whatever the case of their ASCII letters) of all documents,
+  // note by note and in the order of each note; with `folder`, of the documents in it. One pass
+  // over the file: the way to read a directory.
   using ItemVisit = std::function<void(NOTEID, const NoteItem&)>;
   void visitItems(std::span<const std::string> names, const ItemVisit& visit,
                   std::optional<NOTEID> folder = std::nullopt);

@@ -12,8 +12,8 @@
 
 namespace simulator {
 
-// One mail for each time of posting, in the order of time; `attachments`: how many of a hundred have
-// some. One of them has an item of each type that is in common use. Their IDs come back.
+// One mail for each time of posting, in the order of time; `attachments`: how many of a hundred
+// have some. One of them has an item of each type that is in common use. Their IDs come back.
 std::vector<NOTEID> writeMail(Store& store, const std::vector<Person>& people, const Person& owner,
                               std::vector<std::int64_t> times, unsigned attachments, Dice& dice);
 

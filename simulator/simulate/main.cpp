@@ -1,5 +1,5 @@
-// koln-simulate: makes partitions for the simulated Notes runtime, and loses notes of them, so that a host can be written
-// and tried where there is no server.
+// koln-simulate: makes partitions for the simulated Notes runtime, and loses notes of them, so that
+// a host can be written and tried where there is no server.
 #include <fmt/format.h>
 #include <pwd.h>
 #include <unistd.h>
