@@ -32,8 +32,7 @@ void closeBeforeOpening(DBHANDLE handle) {
 
 void openPath(const char* path, DBHANDLE& handle, KoLNError& error) {
   handle = NULLHANDLE;
-  const koln::CallResult opened =
-      koln::requireHandle(KOLN_STATUS(NSFDbOpen, path, &handle), handle);
+  const koln::CallResult opened = KOLN_STATUS(NSFDbOpen, path, &handle);
   if (!opened.failed()) {
     return;
   }

@@ -193,8 +193,7 @@ KoLNError KoLNView::Open(unsigned short openFlags) {
   return koln::recorded([&](KoLNError& error) {
     koln::OpenNote(std::exchange(note_, NULLHANDLE)).close();
     NOTEHANDLE opened = NULLHANDLE;
-    const koln::CallResult result =
-        koln::requireHandle(KOLN_STATUS(NSFNoteOpen, db_, noteId_, openFlags, &opened), opened);
+    const koln::CallResult result = KOLN_STATUS(NSFNoteOpen, db_, noteId_, openFlags, &opened);
     if (!result.failed()) {
       note_ = opened;
       return;

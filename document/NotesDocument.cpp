@@ -134,8 +134,7 @@ KoLNError KoLNDocument::Create() {
     }
     closeBefore(note_);
     NOTEHANDLE created = NULLHANDLE;
-    const koln::CallResult result =
-        koln::requireHandle(KOLN_STATUS(NSFNoteCreate, db_, &created), created);
+    const koln::CallResult result = KOLN_STATUS(NSFNoteCreate, db_, &created);
     if (!result.failed()) {
       SetNoteHandle(created);
       return;
@@ -159,8 +158,7 @@ KoLNError KoLNDocument::Open(WORD flags) {
     }
     closeBefore(note_);
     NOTEHANDLE opened = NULLHANDLE;
-    const koln::CallResult result =
-        koln::requireHandle(KOLN_STATUS(NSFNoteOpen, db_, noteId_, flags, &opened), opened);
+    const koln::CallResult result = KOLN_STATUS(NSFNoteOpen, db_, noteId_, flags, &opened);
     if (!takeOpened(result, opened, note_, "Open", error)) {
       logFailedOpen("Open", noteId_, result.status());
     }
@@ -174,8 +172,7 @@ KoLNError KoLNDocument::OpenExt(DWORD flags) {
     }
     closeBefore(note_);
     NOTEHANDLE opened = NULLHANDLE;
-    const koln::CallResult result =
-        koln::requireHandle(KOLN_STATUS(NSFNoteOpenExt, db_, noteId_, flags, &opened), opened);
+    const koln::CallResult result = KOLN_STATUS(NSFNoteOpenExt, db_, noteId_, flags, &opened);
     if (!takeOpened(result, opened, note_, "OpenExt", error)) {
       logFailedOpen("OpenExt", noteId_, result.status());
     }
@@ -189,8 +186,7 @@ KoLNError KoLNDocument::OpenByUNID(WORD flags) {
     }
     closeBefore(note_);
     NOTEHANDLE opened = NULLHANDLE;
-    const koln::CallResult result =
-        koln::requireHandle(KOLN_STATUS(NSFNoteOpenByUNID, db_, &unid_, flags, &opened), opened);
+    const koln::CallResult result = KOLN_STATUS(NSFNoteOpenByUNID, db_, &unid_, flags, &opened);
     if (!takeOpened(result, opened, note_, "OpenByUNID", error)) {
       KOLN_LOG("OpenByUNID", 0,
                "Error: unable to open note: NSFNoteOpenByUNID(...) returned: [%d]. ",

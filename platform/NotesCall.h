@@ -76,8 +76,8 @@ class [[nodiscard]] CallResult {
   Kind kind_;
 };
 
-// A call that hands out a handle has failed too if it succeeded without one: 0 must not be used, since
-// a runtime may stop the process over it. `handle` is looked at here, after the call that is an
+// For a handle that is used at once: the call has failed too if it succeeded without one, as a
+// runtime may stop the process over 0. `handle` is looked at here, after the call that is an
 // argument too.
 template <typename Handle>
 CallResult requireHandle(const CallResult& call, const Handle& handle) noexcept {

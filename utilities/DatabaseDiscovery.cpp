@@ -221,8 +221,7 @@ KoLNError KoLNUtilities::ProcessDatabase(const char* path, std::string extra,
 
     // Not closed on any way out, on purpose.
     DBHANDLE database = NULLHANDLE;
-    const koln::CallResult opened =
-        koln::requireHandle(KOLN_STATUS(NSFDbOpen, path, &database), database);
+    const koln::CallResult opened = KOLN_STATUS(NSFDbOpen, path, &database);
     if (opened.failed()) {
       opened.record(error);
       KOLN_LOG(function, 0,

@@ -105,8 +105,7 @@ KoLNError KoLNUtilities::CreateDXLImporter(DXLIMPORTHANDLE& importer,
   constexpr const char* thrownLine = "Caught exception in createDXLImporter\n";
   return koln::recorded([&](KoLNError& error) {
     DXLIMPORTHANDLE made = NULLHANDLE;
-    const koln::CallResult created =
-        koln::requireHandle(KOLN_STATUS(DXLCreateImporter, &made), made);
+    const koln::CallResult created = KOLN_STATUS(DXLCreateImporter, &made);
     if (stopped(created, function, thrownLine, error)) {
       if (!created.threw()) {
         KOLN_LOG(function, 0,
@@ -140,8 +139,7 @@ KoLNError KoLNUtilities::CreateDXLExporter(DXLEXPORTHANDLE& exporter,
   constexpr const char* thrownLine = "Caught exception in createDXLExporter\n";
   return koln::recorded([&](KoLNError& error) {
     DXLEXPORTHANDLE made = NULLHANDLE;
-    if (stopped(koln::requireHandle(KOLN_STATUS(DXLCreateExporter, &made), made), function,
-                thrownLine, error)) {
+    if (stopped(KOLN_STATUS(DXLCreateExporter, &made), function, thrownLine, error)) {
       return;
     }
     exporter = made;

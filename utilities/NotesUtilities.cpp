@@ -251,8 +251,7 @@ KoLNError KoLNUtilities::OpenDirectory(std::string path, DBHANDLE& out) {
     return {};  // No error and nothing opened: callers start `out` at 0 and look at it.
   }
   DBHANDLE opened = NULLHANDLE;
-  const koln::CallResult result =
-      koln::requireHandle(KOLN_STATUS(NSFDbOpen, path.c_str(), &opened), opened);
+  const koln::CallResult result = KOLN_STATUS(NSFDbOpen, path.c_str(), &opened);
   if (!result.failed()) {
     out = opened;
   }
