@@ -2,6 +2,7 @@
 option(KOLN_BUILD_SIMULATOR "Build the simulated Notes runtime and koln-simulate" ON)
 option(KOLN_BUILD_HOST "Build the reference host command koln" ON)
 option(KOLN_BUILD_TESTS "Build the tests" ON)
+option(KOLN_BUILD_FUZZERS "Build the fuzzers; needs clang++" OFF)
 set(KOLN_SANITIZE "" CACHE STRING "Sanitizers to build with, as in -fsanitize=")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -26,6 +27,24 @@ if(KOLN_SANITIZE)
   add_link_options(-fsanitize=${KOLN_SANITIZE})
 endif()
 
+# Everything tells the fuzzers which branches it has taken. What is no fuzzer runs as before: the
+# runtime of a sanitizer has functions of the same names that do nothing.
+if(KOLN_BUILD_FUZZERS)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL Clang OR NOT KOLN_SANITIZE MATCHES address)
+    message(FATAL_ERROR "KOLN_BUILD_FUZZERS needs clang++ and KOLN_SANITIZE=address,undefined")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+# Hardening, for everything that is built; tests/check-hardening looks at the results.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+add_compile_options(-fstack-protector-strong)
+if(NOT KOLN_SANITIZE)  # Needs an optimising build, and hides calls from a sanitizer.
+  add_compile_options("$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+endif()
+add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack,-z,text)
+
 # A library whose exports are chosen one by one and that must find everything it needs when linked.
 function(koln_product_options target)
   set_target_properties(${target} PROPERTIES
@@ -34,5 +53,4 @@ function(koln_product_options target)
   if(NOT KOLN_SANITIZE)  # a sanitizer's own symbols come from the executable
     target_link_options(${target} PRIVATE -Wl,--no-undefined)
   endif()
-  target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now,-z,noexecstack)
 endfunction()

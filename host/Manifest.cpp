@@ -137,7 +137,7 @@ void Manifest::append(const ManifestLine& line) {
   if (written != static_cast<ssize_t>(text.size()) || fdatasync(file_) != 0) {
     const int error = written < 0 || written == static_cast<ssize_t>(text.size()) ? errno : ENOSPC;
     // If this fails as well, the next run cuts it off.
-    static_cast<void>(ftruncate(file_, before.st_size));
+    [[maybe_unused]] const int cut = ftruncate(file_, before.st_size);
     throw fileFailure(path_, "cannot be written", error);
   }
   entries_.insert_or_assign(line.copy.unid, Entry{line.copy.dxlBytes, line.copy.checksum});
