@@ -1,5 +1,7 @@
 #include "FaultyNotes.h"
 
+#include <algorithm>
+#include <cstring>
 #include <map>
 #include <string_view>
 #include <tuple>
@@ -22,46 +24,70 @@ struct State {
   std::size_t calls = 0;
   std::size_t faults = 0;
   std::string firstFault;
-  // Open handles: whether somebody has tried to close them.
-  std::map<DBHANDLE, bool> databases;
+  std::vector<std::string> opened;
+  // Open handles: what of, and whether somebody has tried to close them.
+  struct Database {
+    std::string path;
+    bool tried;
+  };
+  std::map<DBHANDLE, Database> databases;
   std::map<NOTEHANDLE, bool> notes;
 };
 State state;
 
-bool failsNow() {
-  ++state.calls;
-  return state.plan.first != 0 &&
-         (state.plan.extent == Extent::One ? state.calls == state.plan.first
-                                           : state.calls >= state.plan.first);
-}
+enum class Release {
+  No,
+  Carried,  // Carried out all the same: what failed to be released must not look like a leak.
+  Kept      // Not carried out; the books tell whether it was tried.
+};
 
-// These are carried out all the same: what failed to be released must not look like a leak.
-constexpr bool releases(std::string_view name) {
+constexpr Release releases(std::string_view name) {
   for (const std::string_view release :
        {"OSMemFree", "OSUnlockObject", "IDDestroyTable", "NIFCloseCollection", "NSFComputeStop",
         "NSFMimePartCloseStream", "DXLDeleteImporter", "DXLDeleteExporter"}) {
     if (name == release) {
-      return true;
+      return Release::Carried;
     }
   }
-  return false;
+  return name == "NSFDbClose" || name == "NSFNoteClose" ? Release::Kept : Release::No;
+}
+
+bool failsNow(Release release) {
+  ++state.calls;
+  if (state.plan.first == 0 || state.calls < state.plan.first) {
+    return false;
+  }
+  return state.calls == state.plan.first || state.plan.extent == Extent::FromThenOn ||
+         (state.plan.extent == Extent::WithReleases && release != Release::No);
+}
+
+// What follows the first fault of `WithReleases` can be told from a release that went well.
+Kind kindNow() {
+  return state.plan.extent == Extent::WithReleases && state.calls > state.plan.first &&
+                 state.plan.kind != Kind::Throw
+             ? Kind::Status
+             : state.plan.kind;
+}
+
+void countFault(const char* name) {
+  if (state.faults++ == 0) {
+    state.firstFault = name;
+  }
 }
 
 // Runs while no fault is planned for what it calls.
 template <typename Result, typename Call>
-Result fail(const char* name, bool isStatus, bool isRelease, Call real) {
-  if (state.faults++ == 0) {
-    state.firstFault = name;
-  }
-  if (isRelease) {
+Result fail(const char* name, Kind kind, bool isStatus, bool isCarried, Call real) {
+  countFault(name);
+  if (isCarried) {
     real();
   }
-  if (state.plan.kind == Kind::Throw) {
+  if (kind == Kind::Throw) {
     throw Injected();
   }
   if constexpr (std::is_same_v<Result, STATUS>) {
-    if (isStatus && state.plan.kind != Kind::Nothing) {
-      const STATUS flags = state.plan.kind == Kind::Flagged ? 0xC000 : 0;
+    if (isStatus && kind != Kind::Nothing) {
+      const STATUS flags = kind == Kind::Flagged ? 0xC000 : 0;
       return static_cast<STATUS>(ERR_MEMORY | flags);
     }
   }
@@ -72,7 +98,9 @@ Result fail(const char* name, bool isStatus, bool isRelease, Call real) {
 template <auto Pointer, typename First>
 void noteTry(First first) {
   if constexpr (same<Pointer, &KO_NSFDbClose>) {
-    state.databases[first] = true;
+    if (const auto database = state.databases.find(first); database != state.databases.end()) {
+      database->second.tried = true;
+    }
   } else if constexpr (same<Pointer, &KO_NSFNoteClose>) {
     state.notes[first] = true;
   }
@@ -82,9 +110,12 @@ void noteTry(First first) {
 template <auto Pointer, typename Arguments>
 void keepBooks(const Arguments& arguments) {
   if constexpr (same<Pointer, &KO_NSFDbOpen>) {
-    state.databases[*std::get<1>(arguments)] = false;
+    state.databases[*std::get<1>(arguments)] = {std::get<0>(arguments), false};
+    if (state.active) {
+      state.opened.emplace_back(std::get<0>(arguments));
+    }
   } else if constexpr (same<Pointer, &KO_NSFDbOpenExtended>) {
-    state.databases[*std::get<4>(arguments)] = false;
+    state.databases[*std::get<4>(arguments)] = {std::get<0>(arguments), false};
   } else if constexpr (same<Pointer, &KO_NSFDbClose>) {
     state.databases.erase(std::get<0>(arguments));
   } else if constexpr (same<Pointer, &KO_NSFNoteCreate>) {
@@ -100,6 +131,30 @@ void keepBooks(const Arguments& arguments) {
 // Before their database is closed: afterwards nobody may.
 void closeTriedNotes();
 
+// An output that comes out as 0, and what gives back what the runtime had put there.
+struct Output {
+  std::string_view function;
+  int at;
+  void (*giveBack)(const void* handle) = nullptr;
+};
+const Output* findOutput(Kind kind, std::string_view function);
+
+template <typename Type>
+void blank(Type /*in*/, const Output* /*output*/) {}
+template <typename Type>
+void blank(Type* out, const Output* output) {
+  if constexpr (!std::is_const_v<Type> && !std::is_void_v<Type> && !std::is_function_v<Type>) {
+    const Type none = {};
+    if (output == nullptr || out == nullptr || std::memcmp(out, &none, sizeof none) == 0) {
+      return;
+    }
+    if (output->giveBack != nullptr) {
+      output->giveBack(out);
+    }
+    *out = none;
+  }
+}
+
 template <auto Pointer>
 struct Wrapped;
 
@@ -108,34 +163,50 @@ struct Wrapped<Pointer> {
   static inline Result (*real)(Parameters...) = nullptr;
   static inline const char* name = "";
   static inline bool isStatus = false;
-  static inline bool isRelease = false;
+  static inline Release release = Release::No;
 
   static Result enter(Parameters... parameters) {
     const std::tuple<Parameters...> arguments(parameters...);
-    if (state.active && failsNow()) {
-      if constexpr (sizeof...(Parameters) != 0) {
-        noteTry<Pointer>(std::get<0>(arguments));
+    const Output* output = nullptr;
+    if (state.active && failsNow(release)) {
+      const Kind kind = kindNow();
+      if (kind == Kind::NoHandle || kind == Kind::NoLength) {
+        output = findOutput(kind, name);
+      } else {
+        if constexpr (sizeof...(Parameters) != 0) {
+          noteTry<Pointer>(std::get<0>(arguments));
+        }
+        // Nobody can see that such a success is none: it is one.
+        const bool silent = kind == Kind::Nothing && (same<Pointer, &KO_NSFItemAppendObject> ||
+                                                      same<Pointer, &KO_NotesInitThread> ||
+                                                      same<Pointer, &KO_NotesInitExtended>);
+        return fail<Result>(name, kind, isStatus, silent || release == Release::Carried,
+                            [&] { real(parameters...); });
       }
-      return fail<Result>(name, isStatus, isRelease, [&] { real(parameters...); });
     }
     if constexpr (same<Pointer, &KO_NSFDbClose>) {
       closeTriedNotes();
     }
-    if constexpr (std::is_same_v<Result, STATUS>) {
+    if constexpr (std::is_void_v<Result>) {
+      real(parameters...);
+    } else {
       const Result result = real(parameters...);
-      if (result == NOERROR) {
+      if (output != nullptr && (!isStatus || result == Result())) {
+        countFault(name);
+        int at = 0;
+        (blank(parameters, at++ == output->at ? output : nullptr), ...);
+      }
+      if (isStatus && result == Result() && (output == nullptr || output->giveBack == nullptr)) {
         keepBooks<Pointer>(arguments);
       }
       return result;
-    } else {
-      return real(parameters...);
     }
   }
 
   static void install(const char* itsName, bool hasStatus) {
     name = itsName;
     isStatus = hasStatus;
-    isRelease = releases(itsName);
+    release = releases(itsName);
     real = *Pointer;
     *Pointer = &enter;
   }
@@ -151,6 +222,63 @@ void closeTriedNotes() {
       ++note;
     }
   }
+}
+
+template <auto Pointer, typename Handle>
+void giveBack(const void* handle) {
+  Wrapped<Pointer>::real(*static_cast<const Handle*>(handle));
+}
+constexpr auto freeMemory = &giveBack<&KO_OSMemFree, DHANDLE>;
+constexpr auto destroyTable = &giveBack<&KO_IDDestroyTable, DHANDLE>;
+constexpr auto closeDatabase = &giveBack<&KO_NSFDbClose, DBHANDLE>;
+constexpr auto closeNote = &giveBack<&KO_NSFNoteClose, NOTEHANDLE>;
+
+void closeStream(const void* handle) {
+  Wrapped<&KO_NSFMimePartCloseStream>::real(*static_cast<const DHANDLE*>(handle), FALSE);
+}
+
+constexpr Output handles[] = {
+    {"DXLCreateExporter", 0, &giveBack<&KO_DXLDeleteExporter, DXLEXPORTHANDLE>},
+    {"DXLCreateImporter", 0, &giveBack<&KO_DXLDeleteImporter, DXLIMPORTHANDLE>},
+    {"IDCreateTable", 1, destroyTable},
+    {"IDTableCopy", 1, destroyTable},
+    {"NAMELookup2", 8, freeMemory},
+    {"NIFFindDesignNoteExt", 4},
+    {"NIFOpenCollection", 5, &giveBack<&KO_NIFCloseCollection, HCOLLECTION>},
+    {"NIFReadEntries", 7, freeMemory},
+    {"NSFComputeEvaluate", 2, freeMemory},
+    {"NSFComputeStart", 2, &giveBack<&KO_NSFComputeStop, HCOMPUTE>},
+    {"NSFDbGetModifiedNoteTable", 4, destroyTable},
+    {"NSFDbGetNoteInfoByUNID", 2},
+    {"NSFDbGetUnreadNoteTable", 4, destroyTable},
+    {"NSFDbOpen", 1, closeDatabase},
+    {"NSFDbOpenExtended", 4, closeDatabase},
+    {"NSFDbReadACL", 1, freeMemory},
+    {"NSFDbReadObject", 4, freeMemory},
+    {"NSFFormulaCompile", 4, freeMemory},
+    {"NSFItemInfo", 5},
+    {"NSFLocateSummaryValue", 2},
+    {"NSFMimePartCreateStream", 5, &closeStream},
+    {"NSFNoteCreate", 1, closeNote},
+    {"NSFNoteOpen", 3, closeNote},
+    {"NSFNoteOpenByUNID", 3, closeNote},
+    {"NSFNoteOpenExt", 3, closeNote},
+    {"NSFRemoteConsole", 2, freeMemory},
+    {"OSMemAlloc", 2, freeMemory}};
+
+constexpr Output lengths[] = {
+    {"ConvertTIMEDATEToText", 5}, {"DNCanonicalize", 5},     {"MailGetMessageAttachmentInfo", 4},
+    {"MailGetMessageItem", 4},    {"NAMELocateItem2", 3},    {"NAMELocateNextName2", 2},
+    {"NIFReadEntries", 8},        {"NSFComputeEvaluate", 3}, {"NSFDbGetObjectSize", 3},
+    {"NSFFormulaCompile", 5},     {"NSFItemInfo", 6},        {"NSFLocateSummaryValue", 3},
+    {"NSFTranslateSpecial", 11},  {"OSMemGetSize", 1}};
+
+const Output* findOutput(Kind kind, std::string_view function) {
+  const auto find = [&](const auto& table) -> const Output* {
+    const auto found = std::ranges::find(table, function, &Output::function);
+    return found != std::end(table) ? found : nullptr;
+  };
+  return kind == Kind::NoHandle ? find(handles) : find(lengths);
 }
 
 }  // namespace
@@ -173,6 +301,7 @@ void FaultyNotes::begin(const Plan& plan) {
   state.plan = plan;
   state.calls = state.faults = 0;
   state.firstFault.clear();
+  state.opened.clear();
   state.active = true;
 }
 
@@ -192,16 +321,25 @@ std::string FaultyNotes::firstFault() const {
   return state.firstFault;
 }
 
-std::size_t FaultyNotes::closeWhatFailedToClose() {
-  std::size_t forgotten = 0;
+const std::vector<std::string>& FaultyNotes::opened() const {
+  return state.opened;
+}
+
+std::vector<std::string> FaultyNotes::closeWhatFailedToClose() {
+  std::vector<std::string> forgotten;
   for (const auto& [note, tried] : std::exchange(state.notes, {})) {
-    forgotten += tried ? 0 : 1;
+    if (!tried) {
+      forgotten.emplace_back("note");
+    }
     Wrapped<&KO_NSFNoteClose>::real(note);
   }
-  for (const auto& [database, tried] : std::exchange(state.databases, {})) {
-    forgotten += tried ? 0 : 1;
-    Wrapped<&KO_NSFDbClose>::real(database);
+  for (const auto& [handle, database] : std::exchange(state.databases, {})) {
+    if (!database.tried) {
+      forgotten.push_back(database.path);
+    }
+    Wrapped<&KO_NSFDbClose>::real(handle);
   }
+  std::sort(forgotten.begin(), forgotten.end());
   return forgotten;
 }
 

@@ -6,21 +6,28 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 #include "NotesApi.h"
 
 namespace faulty {
 
-// How a call fails. A function without a status gives nothing in place of the first three.
+// How a call fails. A function without a status gives nothing in place of the first three; one
+// without such outputs does not fail in the last two ways.
 enum class Kind {
   Status,   // out of memory
   Flagged,  // the same from a server, and shown already
   Nothing,  // success, or whatever 0 means, and no result
-  Throw
+  Throw,
+  NoHandle,  // success, all done but for the handle, value or ID, which is 0
+  NoLength   // success, all done but for the length of what comes out, which is 0
 };
-constexpr Kind everyKind[] = {Kind::Status, Kind::Flagged, Kind::Nothing, Kind::Throw};
 
-enum class Extent { One, FromThenOn };
+enum class Extent {
+  One,
+  FromThenOn,
+  WithReleases  // one, and every close, free and unlock behind it
+};
 
 // What is to fail: call number `first`, counted from 1; 0: none.
 struct Plan {
@@ -46,10 +53,12 @@ class FaultyNotes {
   std::size_t faults() const;
   // The function of the first call that failed.
   std::string firstFault() const;
+  // The paths that NSFDbOpen has opened since `begin`.
+  const std::vector<std::string>& opened() const;
 
-  // Closes the databases and notes whose close call was made to fail; returns how many others are
-  // open, which nobody has tried to close.
-  std::size_t closeWhatFailedToClose();
+  // Closes the databases and notes whose close call was made to fail; returns the others that are
+  // open, which nobody has tried to close: the paths of databases, "note" for a note, sorted.
+  std::vector<std::string> closeWhatFailedToClose();
 };
 
 }  // namespace faulty
