@@ -88,7 +88,8 @@ std::set<DWORD> objectsOf(std::span<const NoteItem> items);
 // Removes those of the objects that there are.
 void removeObjects(const StoreLease& store, const std::set<DWORD>& objects);
 
-// The current time, or a little later: no two calls in a process give the same.
+// The current time, never before that of an earlier call. Nor is it ever ahead of the clock: what is
+// written next by another process must not look older.
 TIMEDATE nextUpdateTime();
 
 }  // namespace simulator

@@ -252,7 +252,7 @@ TIMEDATE nextUpdateTime() {
   static std::int64_t last = 0;
   const TIMEDATE now = currentTime();
   const std::lock_guard<std::mutex> guard(mutex);
-  last = std::max(last + 1, unixFromTime(now) * 100 + now.Innards[0] % 100);
+  last = std::max(last, unixFromTime(now) * 100 + now.Innards[0] % 100);
   return timeFromUnix(last / 100, static_cast<int>(last % 100));
 }
 
