@@ -6,6 +6,7 @@
 #include <random>
 #include <utility>
 
+#include "Clock.h"
 #include "Export.h"
 #include "NoteHandles.h"
 #include "Status.h"
@@ -59,6 +60,11 @@ STATUS openNote(DBHANDLE database, const Identity& identity, DWORD flags, NOTEHA
   });
 }
 
+TIMEDATE nextHundredth(const TIMEDATE& time) {
+  const std::int64_t next = unixFromTime(time) * 100 + time.Innards[0] % 100 + 1;
+  return timeFromUnix(next / 100, static_cast<int>(next % 100));
+}
+
 // What makes a note the same in all replicas of its database.
 void giveIdentity(ORIGINATORID& originator, const TIMEDATE& now) {
   std::random_device random;
@@ -86,11 +92,14 @@ void update(OpenNote& note, WORD flags) {
   NoteHeader header = note.header;
   ORIGINATORID& originator = header.originator;
   std::set<DWORD> unused = note.storedObjects;
-  const TIMEDATE now = nextUpdateTime();
+  TIMEDATE now = nextUpdateTime();
   if (header.id != 0) {
     const std::optional<NoteHeader> stored = store->note(header.id);
     if ((flags & UPDATE_FORCE) == 0 && changedByOthers(stored, note.opened))
       throw StatusError(ERR_CONFLICT, "changed or deleted meanwhile");
+    // Without a revision the time alone tells others that the note has changed.
+    if (stored && same(&stored->originator.SequenceTime, &now, sizeof now))
+      now = nextHundredth(now);
     // Others who have the note open must see that it is not theirs any more.
     if (stored) originator.Sequence = std::max(originator.Sequence, stored->originator.Sequence);
     unused.merge(objectsOf(store->items(header.id)));
