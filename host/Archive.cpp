@@ -132,7 +132,7 @@ ExitCode resultOf(const ArchiveTally& tally) {
 }
 
 ExitCode list(KoLNDatabase& database, const ArchiveRequest& request, bool json) {
-  constexpr std::uint64_t day = 24 * 60 * 60;
+  constexpr std::uint64_t day = std::uint64_t{24} * 60 * 60;
   ArchiveTally tally;
   SizeFormula formula;
   const bool quiet = isatty(STDERR_FILENO) == 0 || isatty(STDOUT_FILENO) == 1;

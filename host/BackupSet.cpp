@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -151,10 +152,11 @@ std::vector<unsigned> setNumbers(const std::string& folder) {
   std::error_code error;
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
        entry.increment(error)) {
-    unsigned number = 0;
     const std::string name = entry->path().filename().string();
-    if (std::sscanf(name.c_str(), "set-%6u", &number) == 1 &&
-        entry->path() == fs::path(pathOf(folder, number))) {
+    // Whatever else is in front or behind: the comparison sees it.
+    const auto digits = std::min(name.find_first_of("0123456789"), name.size());
+    const auto number = static_cast<unsigned>(std::strtoul(&name[digits], nullptr, 10));
+    if (entry->path() == fs::path(pathOf(folder, number))) {
       numbers.push_back(number);
     }
   }
@@ -263,7 +265,7 @@ std::string NewSet::fileOf(const std::string& unid) const {
 }
 
 void NewSet::probe() const {
-  constexpr std::size_t enough = 64 * 1024;
+  constexpr std::size_t enough = std::size_t{64} * 1024;
   NewFile file(temporary_ + "/probe");
   file.write(std::string(enough, '\0'));
   file.flush();

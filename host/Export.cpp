@@ -71,7 +71,7 @@ void writePlain(KoLNDocument& note, DXLEXPORTHANDLE& exporter) {
   if (std::fflush(file.get()) != 0 || std::fseek(file.get(), 0, SEEK_SET) != 0) {
     refuse(errno);
   }
-  std::array<char, 64 * 1024> piece;
+  std::array<char, std::size_t{64} * 1024> piece;
   while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), file.get())) {
     writeResult({piece.data(), count});
   }

@@ -152,7 +152,7 @@ void Manifest::withdraw(const std::set<std::string>& unids) {
   std::string line;
   while (std::getline(lines, line)) {
     const auto entry = entryFrom(line);
-    if (!entry || unids.count(entry->first) == 0) {
+    if (!entry || !unids.contains(entry->first)) {
       rest << line << '\n';
     }
   }

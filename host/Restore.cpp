@@ -212,6 +212,7 @@ class RestoreRun {
       }
     }
     std::vector<Version> versions;
+    versions.reserve(byUnid.size());
     for (auto& [unid, version] : byUnid) {
       versions.push_back(std::move(version));
     }
@@ -265,7 +266,7 @@ class RestoreRun {
     folders_ = there.size();
     std::string records = selectedRecords(
         records_, latest_.folders.itemBytes,
-        [&there](const std::string& unid) { return there.count(unid) != 0; },
+        [&there](const std::string& unid) { return there.contains(unid); },
         [this](const std::string& unid) { return isThere(unid); });
     if (request_.dryRun) {
       return;
@@ -284,7 +285,7 @@ class RestoreRun {
 
   // Whether a note of a folder can be put in it.
   bool isThere(const std::string& unid) {
-    if (restored_.count(unid) != 0 || (failed_.count(unid) == 0 && idOf(database_, unid))) {
+    if (restored_.contains(unid) || (!failed_.contains(unid) && idOf(database_, unid))) {
       ++inFolders_;
       return true;
     }

@@ -67,7 +67,7 @@ std::optional<TIMEDATE> timeFromIso8601(std::string text) {
   parts.tm_mday = number(8, 2);
   const DWORD seconds =
       static_cast<DWORD>((number(11, 2) * 60 + number(14, 2)) * 60 + number(17, 2));
-  const std::int64_t day = timegm(&parts) / (24 * 60 * 60) + julianDayOf1970;
+  const std::int64_t day = timegm(&parts) / (std::int64_t{24} * 60 * 60) + julianDayOf1970;
   const TIMEDATE time = {{seconds * hundredthsOfASecond + static_cast<DWORD>(number(20, 2)),
                           static_cast<DWORD>(day) & 0xFFFFFF}};
   // Whatever is no date, no time or no digit would be written in another way.

@@ -17,8 +17,8 @@ namespace {
 
 // What a note can hold.
 constexpr std::size_t LongestItemName = MAXPATH - 1;
-constexpr std::size_t LargestValue = 64 * 1024;
-constexpr std::size_t LargestSummaryValue = 32 * 1024;
+constexpr std::size_t LargestValue = std::size_t{64} * 1024;
+constexpr std::size_t LargestSummaryValue = std::size_t{32} * 1024;
 
 template <typename Value>
 void append(std::vector<BYTE>& bytes, const Value& value) {

@@ -25,7 +25,7 @@
 
 namespace simulator {
 
-inline constexpr std::size_t DxlBlockSize = 32 * 1024;
+inline constexpr std::size_t DxlBlockSize = std::size_t{32} * 1024;
 
 struct DxlExportOptions {
   bool xmlDeclaration = true;

@@ -112,7 +112,7 @@ class IndexBuilder {
       rows.emplace_back(std::move(keys), &document);
     }
     std::stable_sort(rows.begin(), rows.end(), [this](const Row& left, const Row& right) {
-      return compare(left.first, right.first, sorted_) < 0;
+      return std::is_lt(compare(left.first, right.first, sorted_));
     });
     std::vector<const ViewDocument*> order;
     order.reserve(rows.size());
@@ -140,7 +140,7 @@ class IndexBuilder {
     }
     std::stable_sort(all.begin(), all.end(), [this](const Placement& left, const Placement& right) {
       const auto order = compare(left.keys, right.keys, categorised_);
-      return std::is_neq(order) ? order < 0 : left.document < right.document;
+      return std::is_neq(order) ? std::is_lt(order) : left.document < right.document;
     });
     // A value that an item has twice makes one entry.
     const auto same = [](const Placement& left, const Placement& right) {

@@ -27,7 +27,7 @@ struct NoteContent {
 NoteContent contentOf(NOTEHANDLE note, const char* function);
 
 // The most that an item holds behind its type word.
-inline constexpr std::size_t LargestValue = 64 * 1024;
+inline constexpr std::size_t LargestValue = std::size_t{64} * 1024;
 
 class OpenNote {
  public:

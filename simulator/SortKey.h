@@ -21,6 +21,7 @@ struct SortKey {
   std::int64_t time = 0;
   std::string text;
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): it takes the operator's own 0 for a pointer.
   std::partial_ordering operator<=>(const SortKey&) const = default;
   bool operator==(const SortKey&) const = default;
 };

@@ -1,6 +1,8 @@
 // See Views.h.
 #include "Views.h"
 
+#include <fmt/format.h>
+
 #include <iterator>
 #include <string>
 
@@ -80,7 +82,8 @@ void writeMailViews(Store& store, const std::vector<NOTEID>& notes, unsigned fol
   fillFolder(store, inbox, notes, 5, true, dice);
   for (unsigned i = 0; i < folders; ++i) {
     const std::string name = folderName(i);
-    const NOTEID folder = writeView(store, name + "|$" + name, "F", newestFirst, dice);
+    const NOTEID folder =
+        writeView(store, fmt::format("{}|${}", name, name), "F", newestFirst, dice);
     fillFolder(store, folder, notes, 4, false, dice);
   }
 }
