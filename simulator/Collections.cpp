@@ -18,7 +18,7 @@ namespace {
 constexpr NOTEID DesignCollection = NOTE_ID_SPECIAL | NOTE_CLASS_DESIGN;
 
 HandleTable<const Collection>& collections() {
-  static HandleTable<const Collection> table(MAXWORD);
+  static HandleTable<const Collection> table(HandleKind::Collection, MAXWORD);
   return table;
 }
 const bool counted = registerHandleCounter("collections", [] { return collections().size(); });

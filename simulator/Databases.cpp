@@ -30,7 +30,7 @@ constexpr WORD RepairOptions =
     DBOPEN_FORCE_FIXUP | DBOPEN_FIXUP_FULL_NOTE_SCAN | DBOPEN_FIXUP_NO_NOTE_DELETE;
 
 HandleTable<const OpenDatabase>& handles() {
-  static HandleTable<const OpenDatabase> table;
+  static HandleTable<const OpenDatabase> table(HandleKind::Database);
   return table;
 }
 const bool counted = registerHandleCounter("databases", [] { return handles().size(); });

@@ -26,12 +26,12 @@ namespace {
 constexpr std::size_t LargestDxl = std::size_t{1} << 30;
 
 HandleTable<DxlExportOptions>& exporters() {
-  static HandleTable<DxlExportOptions> table;
+  static HandleTable<DxlExportOptions> table(HandleKind::Exporter);
   return table;
 }
 
 HandleTable<DxlImportOptions>& importers() {
-  static HandleTable<DxlImportOptions> table;
+  static HandleTable<DxlImportOptions> table(HandleKind::Importer);
   return table;
 }
 
@@ -118,7 +118,7 @@ WORD importOptionIn(const void* value) {
 // The name of the document type's file; null for none.
 std::optional<std::string> systemIn(const void* value) {
   if (!value) return std::nullopt;
-  const auto name = readableText(static_cast<const char*>(value));
+  auto name = readableText(static_cast<const char*>(value));
   // It stands between apostrophes, where XML knows no references.
   if (!name || name->find('\'') != std::string::npos) badValue();
   return name;

@@ -85,7 +85,7 @@ struct Computation {
 };
 
 HandleTable<Computation>& computations() {
-  static HandleTable<Computation> table;
+  static HandleTable<Computation> table(HandleKind::Computation);
   return table;
 }
 const bool counted = registerHandleCounter("computations", [] { return computations().size(); });
@@ -178,6 +178,7 @@ SIM_EXPORT STATUS NSFComputeStart(WORD Flags, void* lpCompiledFormula, HCOMPUTE*
     const DWORD handle =
         computations().add(std::make_shared<Computation>(Computation{lpCompiledFormula}));
     if (handle == 0) throw std::bad_alloc();
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): an opaque handle, of pointer type for the caller.
     *rethCompute = reinterpret_cast<HCOMPUTE>(std::uintptr_t{handle});
   });
 }

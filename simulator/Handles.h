@@ -1,6 +1,7 @@
 // Every kind of object that a host holds by number (memory, databases, notes, collections) has one
 // of these tables. They are strict on purpose: a number is not given again until the others have
-// had their turn, so that a host that uses a freed handle is found out.
+// had their turn, and never by another kind, so that a host that uses a freed handle or one of
+// another kind is found out.
 #ifndef KOLN_SIMULATOR_HANDLES_H
 #define KOLN_SIMULATOR_HANDLES_H
 
@@ -14,8 +15,23 @@
 
 namespace simulator {
 
-// All tables count from here: a number alone never tells the kind of its object.
 inline constexpr DWORD firstHandle = 0x100;
+
+// The kinds take turns in the numbers. Memory includes ID tables and MIME streams.
+enum class HandleKind : DWORD {
+  Memory,
+  Database,
+  Note,
+  Collection,
+  Exporter,
+  Importer,
+  Computation,
+  Count
+};
+
+// Ends the process if the runtime is started but the calling thread is not; the first use of a
+// handle is where that is noticed.
+void requireStartedThread();
 
 // Thread-safe. A table that hosts can ask for (Control.h) is registered in HandleCounters.h by its
 // owner.
@@ -23,12 +39,14 @@ template <typename Object>
 class HandleTable {
  public:
   // `last`: the highest number to give, 0xFFFF for the kinds whose handle is a WORD.
-  explicit HandleTable(DWORD last = 0x7FFFFFFF) : last_(last) {}
+  explicit HandleTable(HandleKind kind, DWORD last = 0x7FFFFFFF)
+      : first_(firstHandle + static_cast<DWORD>(kind)), last_(last) {}
 
   // The new handle, never 0; 0 only if every number is in use.
   DWORD add(std::shared_ptr<Object> object) {
+    requireStartedThread();
     const std::lock_guard<std::mutex> guard(mutex_);
-    if (objects_.size() > last_ - firstHandle) return 0;
+    if (objects_.size() > (last_ - first_) / step) return 0;
     while (objects_.count(next_) != 0) advance();
     const DWORD handle = next_;
     objects_.emplace(handle, std::move(object));
@@ -38,6 +56,7 @@ class HandleTable {
 
   // Null if the handle is unknown or was freed.
   std::shared_ptr<Object> find(DWORD handle) const {
+    requireStartedThread();
     const std::lock_guard<std::mutex> guard(mutex_);
     const auto found = objects_.find(handle);
     return found == objects_.end() ? nullptr : found->second;
@@ -45,6 +64,7 @@ class HandleTable {
 
   // Takes the object out of the table; null if there was none.
   std::shared_ptr<Object> remove(DWORD handle) {
+    requireStartedThread();
     const std::lock_guard<std::mutex> guard(mutex_);
     const auto found = objects_.find(handle);
     if (found == objects_.end()) return nullptr;
@@ -66,12 +86,15 @@ class HandleTable {
   }
 
  private:
-  void advance() { next_ = next_ == last_ ? firstHandle : next_ + 1; }
+  static constexpr DWORD step = static_cast<DWORD>(HandleKind::Count);
+
+  void advance() { next_ = next_ > last_ - step ? first_ : next_ + step; }
 
   mutable std::mutex mutex_;
   std::unordered_map<DWORD, std::shared_ptr<Object>> objects_;
+  const DWORD first_;
   const DWORD last_;
-  DWORD next_ = firstHandle;
+  DWORD next_ = first_;
 };
 
 }  // namespace simulator

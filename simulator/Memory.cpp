@@ -104,7 +104,7 @@ void removeBlock(DHANDLE handle, Owner owner, const char* function) {
 }  // namespace
 
 HandleTable<MemoryObject>& memoryObjects() {
-  static HandleTable<MemoryObject> table;
+  static HandleTable<MemoryObject> table(HandleKind::Memory);
   return table;
 }
 

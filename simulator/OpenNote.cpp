@@ -192,7 +192,7 @@ void OpenNote::takeBackBlocks(const char* function) {
 // ---- handles ------------------------------------------------------------------------------------
 
 HandleTable<OpenNote>& noteHandles() {
-  static HandleTable<OpenNote> table;
+  static HandleTable<OpenNote> table(HandleKind::Note);
   return table;
 }
 

@@ -7,6 +7,7 @@
 #include "Environment.h"
 #include "Export.h"
 #include "HandleCounters.h"
+#include "Handles.h"
 #include "Panic.h"
 #include "Status.h"
 
@@ -14,14 +15,12 @@ namespace simulator {
 namespace {
 
 std::mutex mutex;
-std::size_t starts = 0;
+std::atomic<std::size_t> starts{0};  // changed under the mutex
 std::atomic<std::size_t> threads{0};
 thread_local std::size_t startsOfThread = 0;
+thread_local bool hasStartedRuntime = false;  // such a thread needs no NotesInitThread
 
-const bool startsCounted = registerHandleCounter("runtime", [] {
-  const std::lock_guard<std::mutex> guard(mutex);
-  return starts;
-});
+const bool startsCounted = registerHandleCounter("runtime", [] { return starts.load(); });
 const bool threadsCounted = registerHandleCounter("threads", [] { return threads.load(); });
 
 // "=path" among the arguments, which end at the first null, else the data directory of the
@@ -35,6 +34,13 @@ std::string iniPath(int argc, char** argv) {
 }
 
 }  // namespace
+
+void requireStartedThread() {
+  if (startsOfThread == 0 && !hasStartedRuntime && starts != 0) {
+    panic("NotesInitThread", "not called by a thread that uses a handle");
+  }
+}
+
 }  // namespace simulator
 
 // Only the first of several starts reads notes.ini.
@@ -44,6 +50,7 @@ SIM_EXPORT STATUS NotesInitExtended(int argc, char** argv) {
     return simulator::IniUnreadable;
   }
   ++simulator::starts;
+  simulator::hasStartedRuntime = true;
   return NOERROR;
 }
 

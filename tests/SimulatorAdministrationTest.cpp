@@ -326,9 +326,11 @@ TEST_F(SimulatorAdministration, LeavesADatabaseInUseAsItIs) {
   EXPECT_EQ(openStatus("mail/a.nsf"), NOERROR);
 
   std::thread other([second] {
+    EXPECT_EQ(NotesInitThread(), NOERROR);
     while (openStatus("mail/a.nsf") == NOERROR) std::this_thread::yield();  // until it waits
     EXPECT_EQ(openStatus("mail/a.nsf"), ERR_DBOFFLINE);
     NSFDbClose(second);
+    NotesTermThread();
   });
   EXPECT_EQ(NSFTakeDatabaseOffline("mail/a.nsf", 100'000, 0), NOERROR);
   other.join();

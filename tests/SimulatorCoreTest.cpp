@@ -315,8 +315,9 @@ TEST(SimulatorMemoryDeathTest, BrokenHostsAreStopped) {
   for (const DHANDLE bad : {NULLHANDLE, freed, table, DHANDLE{0x7FFFFFFF}}) {
     EXPECT_DEATH(OSMemFree(bad), "PANIC: OSMemFree");
     EXPECT_DEATH(OSLockObject(bad), "PANIC: OSLockObject");
+    EXPECT_DEATH(OSUnlockObject(bad), "PANIC: OSUnlockObject");
+    EXPECT_DEATH(OSMemGetSize(bad, nullptr), "PANIC: OSMemGetSize");
   }
-  EXPECT_DEATH(OSMemGetSize(freed, nullptr), "PANIC: OSMemGetSize");
   EXPECT_DEATH(OSUnlockObject(handle), "not locked");
   OSLockObject(handle);
   EXPECT_DEATH(OSMemFree(handle), "still locked");
@@ -326,7 +327,18 @@ TEST(SimulatorMemoryDeathTest, BrokenHostsAreStopped) {
   EXPECT_EQ(IDInsert(NULLHANDLE, 4, nullptr), ERR_IDTABLE_INVALID);
   EXPECT_DEATH(IDEntries(handle), "PANIC: IDEntries");
   EXPECT_EQ(IDDestroyTable(table), NOERROR);
-  EXPECT_DEATH(IDDestroyTable(table), "destroyed");
+  DWORD id = 0;
+  const std::pair<const char*, std::function<void()>> uses[] = {
+      {"IDDestroyTable", [&] { IDDestroyTable(table); }},
+      {"IDInsert", [&] { IDInsert(table, 4, nullptr); }},
+      {"IDDelete", [&] { IDDelete(table, 4, nullptr); }},
+      {"IDTableCopy", [&] { IDTableCopy(table, &freed); }},
+      {"IDScan", [&] { IDScan(table, TRUE, &id); }},
+      {"IDIsPresent", [&] { IDIsPresent(table, 4); }},
+      {"IDEntries", [&] { IDEntries(table); }}};
+  for (const auto& [name, use] : uses) {
+    EXPECT_DEATH(use(), "PANIC: "s + name + ": .*destroyed");
+  }
   OSMemFree(handle);
 }
 
@@ -578,11 +590,23 @@ TEST_F(SimulatorRuntime, StartsAndEndsAreCounted) {
   ASSERT_EQ(start(ini), NOERROR);
   NotesTerm();
   EXPECT_EQ(variable("A"), "1");
+  DHANDLE block = NULLHANDLE;
+  ASSERT_EQ(OSMemAlloc(0, 1, &block), NOERROR);
+  EXPECT_DEATH(std::thread([&] { OSMemFree(block); }).join(), "PANIC: NotesInitThread");
+  EXPECT_DEATH(std::thread([&] {
+                 NotesInitThread();
+                 NotesTermThread();
+                 OSMemFree(block);
+               }).join(),
+               "PANIC: NotesInitThread");
+  OSMemFree(block);
   std::thread([] {
     EXPECT_EQ(NotesInitThread(), NOERROR);
     EXPECT_EQ(NotesInitThread(), NOERROR);
     EXPECT_EQ(SimOpenHandles("threads"), 1);
     NotesTermThread();
+    DHANDLE block = NULLHANDLE;
+    EXPECT_EQ(OSMemAlloc(0, 1, &block) + OSMemFree(block), NOERROR) << "still started once";
     NotesTermThread();
   }).join();
   EXPECT_EQ(SimOpenHandles("threads"), 0);

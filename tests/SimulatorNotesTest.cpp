@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <cstring>
+#include <functional>
 
 #include "Clock.h"
 #include "Control.h"
@@ -215,6 +216,94 @@ TEST_F(SimulatorNotes, BlocksAndHandlesAreUsedAsTheyMay) {
   EXPECT_DEATH(NSFItemGetText(NULLHANDLE, "A", nullptr, 0), "null");
   EXPECT_DEATH(NSFComputeStop(nullptr), "PANIC: NSFComputeStop");
   EXPECT_DEATH(NSFMimePartCloseStream(block.pool, FALSE), "no open MIME stream");
+}
+
+// Every function that takes a handle, with handles of all other kinds, and its own when that is
+// closed. What a note or a collection is of must be open too.
+TEST_F(SimulatorNotes, AHandleIsUsedAsWhatItIsAndWhileItIsOpen) {
+  enum { Database, Memory, Table, Stream, Note, View, Exporter, Importer, Computing, Kinds };
+  DWORD handles[Kinds] = {db_};
+  char name[] = "Body";
+  BYTE text[8] = {};
+  HCOLLECTION view = 0;
+  HCOMPUTE computing = nullptr;
+  DHANDLE formula = NULLHANDLE;
+  handles[Note] = open(0);
+  ASSERT_EQ(OSMemAlloc(0, 8, &handles[Memory]) + IDCreateTable(0, &handles[Table]), NOERROR);
+  ASSERT_EQ(NSFMimePartCreateStream(handles[Note], name, 4, MIME_PART_BODY, 0, &handles[Stream]),
+            NOERROR);
+  ASSERT_EQ(NIFOpenCollection(db_, db_, NOTE_ID_SPECIAL | NOTE_CLASS_DESIGN, 0, NULLHANDLE, &view,
+                              nullptr, nullptr, nullptr, nullptr),
+            NOERROR);
+  ASSERT_EQ(DXLCreateExporter(&handles[Exporter]) + DXLCreateImporter(&handles[Importer]), NOERROR);
+  ASSERT_EQ(NSFFormulaCompile(nullptr, 0, "@DocLength", 10, &formula, nullptr, nullptr, nullptr,
+                              nullptr, nullptr, nullptr),
+            NOERROR);
+  ASSERT_EQ(NSFComputeStart(0, OSLockObject(formula), &computing), NOERROR);
+  handles[View] = view;
+  handles[Computing] = static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(computing));
+
+  const auto toCompute = [](DWORD handle) {
+    return reinterpret_cast<HCOMPUTE>(std::uintptr_t{handle});
+  };
+  const struct {
+    int kind;
+    const char* function;
+    std::function<void(DWORD)> call;
+  } uses[] = {
+      {Memory, "OSLockObject", [](DWORD h) { OSLockObject(h); }},
+      {Memory, "OSMemFree", OSMemFree},
+      {Table, "IDEntries", IDEntries},
+      {Stream, "NSFMimePartAppendStream", [&](DWORD h) { NSFMimePartAppendStream(h, name, 4); }},
+      {Stream, "NSFMimePartCloseStream", [](DWORD h) { NSFMimePartCloseStream(h, FALSE); }},
+      {Note, "NSFItemSetText", [](DWORD h) { NSFItemSetText(h, "A", "a", 1); }},
+      {Note, "NSFItemGetText", [](DWORD h) { NSFItemGetText(h, "A", nullptr, 0); }},
+      {Note, "NSFNoteGetInfo", [&](DWORD h) { NSFNoteGetInfo(h, _NOTE_ID, text); }},
+      {Note, "NSFNoteUpdate", [](DWORD h) { NSFNoteUpdate(h, 0); }},
+      {Note, "NSFNoteClose", NSFNoteClose},
+      {View, "NIFReadEntries",
+       [](DWORD h) {
+         NIFReadEntries(static_cast<HCOLLECTION>(h), nullptr, 0, 0, 0, 0, 0, nullptr, nullptr,
+                        nullptr, nullptr, nullptr);
+       }},
+      {View, "NIFCloseCollection",
+       [](DWORD h) { NIFCloseCollection(static_cast<HCOLLECTION>(h)); }},
+      {Exporter, "DXLSetExporterProperty",
+       [&](DWORD h) { DXLSetExporterProperty(h, eDxlExportCharset, text); }},
+      {Exporter, "DXLDeleteExporter", DXLDeleteExporter},
+      {Importer, "DXLSetImporterProperty",
+       [&](DWORD h) { DXLSetImporterProperty(h, iACLImportOption, text); }},
+      {Importer, "DXLDeleteImporter", DXLDeleteImporter},
+      {Computing, "NSFComputeEvaluate",
+       [&](DWORD h) { NSFComputeEvaluate(toCompute(h), 0, 0, 0, 0, 0, 0); }},
+      {Computing, "NSFComputeStop", [&](DWORD h) { NSFComputeStop(toCompute(h)); }}};
+  for (const auto& use : uses) {
+    for (int kind = 0; kind < Kinds; ++kind) {
+      if (kind == use.kind) continue;
+      EXPECT_DEATH(use.call(handles[kind]), "PANIC: "s + use.function) << kind;
+    }
+    if (use.kind == Note || use.kind == View) {
+      EXPECT_DEATH((NSFDbClose(db_), use.call(handles[use.kind])),
+                   "PANIC: "s + use.function + ": .*database that is closed");
+    }
+  }
+  for (int kind = Memory; kind < Kinds; ++kind) {
+    EXPECT_EQ(NSFDbClose(handles[kind]), ERR_BAD_PARAM) << kind;
+  }
+
+  OSUnlockObject(formula);
+  IDDestroyTable(handles[Table]);
+  for (const char* last :
+       {"OSMemFree", "NSFMimePartCloseStream", "NSFNoteClose", "NIFCloseCollection",
+        "DXLDeleteExporter", "DXLDeleteImporter", "NSFComputeStop"}) {
+    for (const auto& use : uses) {
+      if (use.function == last) use.call(handles[use.kind]);
+    }
+  }
+  OSMemFree(formula);
+  for (const auto& use : uses) {
+    EXPECT_DEATH(use.call(handles[use.kind]), "PANIC: "s + use.function);
+  }
 }
 
 TEST_F(SimulatorNotes, FormulasCompileAndCompute) {

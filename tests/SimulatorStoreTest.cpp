@@ -331,6 +331,7 @@ TEST_F(SimulatorStore, ServesSeveralThreads) {
   threads.reserve(4);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([t] {
+      ASSERT_EQ(NotesInitThread(), NOERROR);
       for (int i = 0; i < databases; ++i) {
         const std::string path = std::to_string((i * 7 + t * 13) % databases) + ".nsf";
         DBHANDLE handle = NULLHANDLE;
@@ -340,6 +341,7 @@ TEST_F(SimulatorStore, ServesSeveralThreads) {
         EXPECT_EQ(title(handle), "Changed");
         EXPECT_EQ(NSFDbClose(handle), NOERROR);
       }
+      NotesTermThread();
     });
   }
   for (std::thread& thread : threads) thread.join();
