@@ -1,4 +1,5 @@
 // What the sweeps do with databases, their views and folders.
+#include <array>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -34,7 +35,7 @@ void readDatabase(Bench& bench) {
   bench.keeps([&] { return db.GetReplicaInfo(&replica); }, replica);
   bench.keeps([&] { return db.GetTitle(text); }, text);
   bench.keeps([&] { return db.GetQuota(&quota); }, quota);
-  if (bench.done(db.ReadAcl(&acl)) && acl != NULLHANDLE)
+  if (bench.keeps([&] { return db.ReadAcl(&acl); }, acl) && acl != NULLHANDLE)
     bench.holds(db.MemFreeObject(acl) == 0, "free");
   bench.keeps([&] { return db.GetReplicaID(text); }, text);
   bench.keeps([&] { return db.LocateByReplicaID(text, text); }, text);
@@ -47,19 +48,24 @@ void listNotes(Bench& bench) {
   if (!bench.done(db.Open())) return;
   bool unread = false;
   TIMEDATE minimum = {};
-  TIMEDATE until = {};
+  auto until = marked<TIMEDATE>();
   DHANDLE table = NULLHANDLE;
   std::vector<NOTEID> found;
   NSFSEARCHPROC collect = collectNote;
   int profiles = 0;
   bench.done(db.DiscoverUnReadDocuments());
-  bench.done(db.GetNoteUnreadStatus(bench.note, unread));
-  if (bench.done(db.DiscoverModifiedDocuments(minimum, &until, NOTE_CLASS_DOCUMENT, &table)) &&
-      table != NULLHANDLE) {
+  bench.keeps([&] { return db.GetNoteUnreadStatus(bench.note, unread); }, unread);
+  const auto discover = [&] {
+    return db.DiscoverModifiedDocuments(minimum, &until, NOTE_CLASS_DOCUMENT, &table);
+  };
+  if (bench.keeps(discover, until, table) && table != NULLHANDLE) {
     bench.done(KoLNUtilities().MemFreeTable(table));
   }
-  bench.done(db.Search(NULLHANDLE, nullptr, SEARCH_SUMMARY, NOTE_CLASS_DOCUMENT, nullptr, &collect,
-                       &found, nullptr));
+  const auto search = [&] {
+    return db.Search(NULLHANDLE, nullptr, SEARCH_SUMMARY, NOTE_CLASS_DOCUMENT, nullptr, &collect,
+                     &found, &until);
+  };
+  bench.keeps(search, until);
   bench.holds(!found.empty(), "no notes");
   bench.done(db.ProfileEnum(nullptr, 0, countProfile, &profiles, 0));
   bench.done(db.Close());
@@ -96,6 +102,13 @@ void indexView(Bench& bench) {
   bench.done(view.CloseCollection(collection));
 }
 
+void listSubFolders(Bench& bench) {
+  KoLNDatabase db(bench.mailbox, bench.instance);
+  if (!bench.done(db.Open())) return;
+  std::string folders = "Projects";
+  bench.keeps([&] { return db.AddSubFolders(folders); }, folders);
+}
+
 template <unsigned long mode>
 void filterByFolders(Bench& bench) {
   KoLNDatabase db(bench.mailbox, bench.instance);
@@ -112,21 +125,37 @@ void filterByFolders(Bench& bench) {
 void changeDatabase(Bench& bench) {
   KoLNDatabase db(bench.mailbox, bench.instance);
   if (!bench.done(db.Open())) return;
-  char information[NSF_INFO_SIZE] = {};
+  std::array<char, NSF_INFO_SIZE> information = {};
   DBREPLICAINFO replica = {};
   DHANDLE buffer = NULLHANDLE;
   DWORD object = 0;
-  if (bench.done(db.GetInfo(information))) bench.done(db.SetInfo(information));
-  if (bench.done(db.GetReplicaInfo(&replica))) bench.done(db.SetReplicaInfo(&replica));
+  // What was not read must not be written.
+  if (bench.keeps([&] { return db.GetInfo(information.data()); }, information) &&
+      bench.holds(information[0] != '\0', "information")) {
+    bench.done(db.SetInfo(information.data()));
+  }
+  if (bench.keeps([&] { return db.GetReplicaInfo(&replica); }, replica) &&
+      bench.holds(!same(replica, {}), "replica")) {
+    bench.done(db.SetReplicaInfo(&replica));
+  }
   if (bench.done(db.MemAllocObject(0, 100, &buffer)) && buffer != NULLHANDLE &&
-      bench.done(db.AllocObject(100, NOTE_CLASS_DOCUMENT, 0, &object))) {
+      bench.keeps([&] { return db.AllocObject(100, NOTE_CLASS_DOCUMENT, 0, &object); }, object)) {
+    OBJECT_DESCRIPTOR descriptor = {OBJECT_FILE, object};
+    auto bytes = marked<DWORD>();
+    auto noteClass = marked<WORD>();
+    auto privileges = marked<WORD>();
+    const auto describe = [&] {
+      return KoLNUtilities().DBGetObjectDetails(db.GetHandle(), descriptor, &bytes, &noteClass,
+                                                &privileges);
+    };
+    bench.keeps(describe, bytes, noteClass, privileges);
     bench.done(db.WriteObject(object, buffer, 0, 100));
     DHANDLE read = NULLHANDLE;
-    if (bench.done(db.ReadObject(object, 0, MAXDWORD, &read)) && read != NULLHANDLE) {
+    if (bench.keeps([&] { return db.ReadObject(object, 0, MAXDWORD, &read); }, read) &&
+        read != NULLHANDLE) {
       DWORD size = 0;
       bench.done(db.GetObjectSize(read, &size));
-      void* const bytes = db.LockObject(read);
-      if (bench.holds(bytes != nullptr, "lock")) {
+      if (bench.holds(db.LockObject(read) != nullptr, "lock")) {
         bench.holds(db.UnlockObject(read), "unlock");
       }
       bench.holds(db.MemFreeObject(read) == 0, "free");
@@ -147,8 +176,8 @@ void putInFolders(Bench& bench) {
     ORIGINATORID note;
   } record = {{}, 1, {}};
   static_assert(sizeof record == 60);
-  TIMEDATE modified = {};
-  WORD noteClass = 0;
+  auto modified = marked<TIMEDATE>();
+  auto noteClass = marked<WORD>();
   KoLNDocument folder(db.GetHandle(), folderId);
   KoLNDocument note(db.GetHandle(), bench.note);
   if (bench.done(folder.GetInfoExtended(&record.folder, &modified, &noteClass)) &&
@@ -165,14 +194,14 @@ void describeDatabase(Bench& bench) {
   auto used = marked<DWORD>();
   auto unused = marked<DWORD>();
   auto mode = marked<WORD>();
-  char canonical[256] = {};
-  char expanded[256] = {};
+  std::array<char, 256> canonical = {};
+  std::array<char, 256> expanded = {};
   bench.done(db.GetTitle(db.title));
   bench.keeps([&] { return db.GetCanonicalName(text); }, text);
   bench.keeps([&] { return db.GetDesignClass(text); }, text);
   bench.keeps([&] { return db.GetMode(&mode); }, mode);
   bench.keeps([&] { return db.GetSpaceUsage(&used, &unused); }, used, unused);
-  bench.keeps([&] { return db.GetPaths(canonical, expanded); }, canonical[0], expanded[0]);
+  bench.keeps([&] { return db.GetPaths(canonical.data(), expanded.data()); }, canonical, expanded);
   bench.keeps([&] { return db.GetOptions(&options); }, options);
 }
 
@@ -221,7 +250,7 @@ void restoreDatabase(Bench& bench) {
   if (bench.done(db.Open())) {
     char entries[100] = {};
     DHANDLE acl = NULLHANDLE;
-    if (bench.done(db.ReadAcl(&acl)) && acl != NULLHANDLE) {
+    if (bench.keeps([&] { return db.ReadAcl(&acl); }, acl) && acl != NULLHANDLE) {
       DWORD size = 0;
       bench.done(db.GetObjectSize(acl, &size));
       if (const void* const bytes = db.LockObject(acl); bench.holds(bytes != nullptr, "lock")) {
@@ -253,6 +282,7 @@ std::vector<Scenario> databaseScenarios() {
           {"walkTable", walkTable},
           {"openView", openView},
           {"indexView", indexView},
+          {"listSubFolders", listSubFolders},
           {"keepWhatIsInFolders", filterByFolders<1>},
           {"dropWhatIsInFolders", filterByFolders<2>},
           {"changeDatabase", changeDatabase},

@@ -20,6 +20,7 @@ struct Injected {};  // What a call throws.
 
 struct State {
   bool active = false;
+  void (*watcher)() = nullptr;
   Plan plan;
   std::size_t calls = 0;
   std::size_t faults = 0;
@@ -57,16 +58,23 @@ bool failsNow(Release release) {
   if (state.plan.first == 0 || state.calls < state.plan.first) {
     return false;
   }
-  return state.calls == state.plan.first || state.plan.extent == Extent::FromThenOn ||
-         (state.plan.extent == Extent::WithReleases && release != Release::No);
+  switch (state.calls == state.plan.first ? Extent::FromThenOn : state.plan.extent) {
+    case Extent::One:
+      return false;
+    case Extent::FromThenOn:
+      return true;
+    default:
+      return release != Release::No;
+  }
 }
 
-// What follows the first fault of `WithReleases` can be told from a release that went well.
 Kind kindNow() {
-  return state.plan.extent == Extent::WithReleases && state.calls > state.plan.first &&
-                 state.plan.kind != Kind::Throw
-             ? Kind::Status
-             : state.plan.kind;
+  const bool first = state.calls == state.plan.first;
+  if (!first && state.plan.extent == Extent::WithReleases) {
+    return Kind::Status;
+  }
+  return !first && state.plan.extent == Extent::WithThrowingReleases ? Kind::Throw
+                                                                     : state.plan.kind;
 }
 
 void countFault(const char* name) {
@@ -168,6 +176,9 @@ struct Wrapped<Pointer> {
   static Result enter(Parameters... parameters) {
     const std::tuple<Parameters...> arguments(parameters...);
     const Output* output = nullptr;
+    if (state.active && state.watcher != nullptr) {
+      state.watcher();
+    }
     if (state.active && failsNow(release)) {
       const Kind kind = kindNow();
       if (kind == Kind::NoHandle || kind == Kind::NoLength) {
@@ -307,6 +318,10 @@ void FaultyNotes::begin(const Plan& plan) {
 
 void FaultyNotes::end() {
   state.active = false;
+}
+
+void FaultyNotes::watch(void (*watcher)()) {
+  state.watcher = watcher;
 }
 
 std::size_t FaultyNotes::calls() const {

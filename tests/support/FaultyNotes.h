@@ -26,7 +26,8 @@ enum class Kind {
 enum class Extent {
   One,
   FromThenOn,
-  WithReleases  // one, and every close, free and unlock behind it
+  WithReleases,         // one, and every close, free and unlock behind it with a status
+  WithThrowingReleases  // the same, which throw
 };
 
 // What is to fail: call number `first`, counted from 1; 0: none.
@@ -47,6 +48,9 @@ class FaultyNotes {
   // Begins to count calls from 1 and to fail them. Calls outside of begin and end are passed on.
   void begin(const Plan& plan);
   void end();
+
+  // Calls `watcher` at each call of Notes between begin and end, before it is made; null: nobody.
+  void watch(void (*watcher)());
 
   // Calls that were made, and faults injected, since `begin`.
   std::size_t calls() const;

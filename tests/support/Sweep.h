@@ -9,6 +9,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -22,6 +23,8 @@
 #include "koln.h"
 #include "simulator/Control.h"
 #include "support/ChildProcess.h"
+#include "support/FaultyNotes.h"
+#include "support/LogCapture.h"
 #include "support/TemporaryDirectory.h"
 
 namespace sweep {
@@ -68,9 +71,19 @@ struct Bench {
   template <typename Call, typename... Out>
   bool keeps(Call call, Out&... out) {
     const std::tuple<Out...> before(out...);
-    if (done(call())) {
-      return true;
-    }
+    return done(call()) || unchanged(before, out...);
+  }
+  // The same where the result is no record.
+  template <typename Call, typename... Out>
+  bool keeps(const char* what, Call call, Out&... out) {
+    const std::tuple<Out...> before(out...);
+    return holds(call(), what) || unchanged(before, out...);
+  }
+
+ private:
+  // False: the call has failed.
+  template <typename... Out>
+  bool unchanged(const std::tuple<Out...>& before, const Out&... out) const {
     const bool kept =
         std::apply([&](const Out&... old) { return (same(old, out) && ...); }, before);
     EXPECT_TRUE(kept) << "an out-argument has changed: " << told.back();
@@ -188,6 +201,52 @@ class SweepTest : public testing::TestWithParam<Scenario> {
     EXPECT_TRUE(made) << testing::PrintToString(bench.told);
     return id;
   }
+
+  // A scenario on a note of its own, run again and again: each run must give back all it held.
+  class Rounds {
+   public:
+    Rounds(Bench& bench, const Scenario& scenario) : bench_(bench), scenario_(scenario) {
+      bench.note = prepareNote(bench);
+      before_ = openHandles();
+    }
+
+    // `work` runs the scenario. Failures are looked at here: a child's are known to the test only
+    // when the child has ended.
+    bool run(const faulty::Plan& plan, const std::string& where,
+             const std::function<void()>& work) {
+      bench_.told.clear();
+      log_.take();
+      notes_.begin(plan);
+      work();
+      notes_.end();
+      lines_ = log_.take();
+      std::vector<std::string> left;
+      for (const std::string& path : notes_.opened()) {
+        if (scenario_.leavesOpen(path)) left.push_back(path);
+      }
+      std::sort(left.begin(), left.end());
+      const auto forgotten = notes_.closeWhatFailedToClose();
+      const auto open = openHandles();
+      EXPECT_EQ(forgotten, left) << where;
+      EXPECT_EQ(open, before_) << where;
+      return forgotten == left && open == before_;
+    }
+    bool run(const faulty::Plan& plan, const std::string& where) {
+      return run(plan, where, [&] { scenario_.run(bench_); });
+    }
+
+    faulty::FaultyNotes& notes() { return notes_; }
+    // What the last run has logged.
+    const std::vector<LogCapture::Line>& lines() const { return lines_; }
+
+   private:
+    Bench& bench_;
+    const Scenario& scenario_;
+    faulty::FaultyNotes notes_;
+    LogCapture log_;
+    std::map<std::string, long> before_;
+    std::vector<LogCapture::Line> lines_;
+  };
 
   static inline std::unique_ptr<TemporaryDirectory> directory;
 };

@@ -1,4 +1,7 @@
 // What the sweeps do with a server and the toolbox, discovery included.
+#include <array>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -17,7 +20,13 @@ void discover(Bench& bench) {
       &instance, nullptr, [](void*, SEARCH_MATCH*, ITEM_TABLE* summary) -> STATUS {
         std::string path;
         KoLNUtilities utilities;
-        return utilities.GetSummaryValue(summary, "$Path", path) ? NOERROR : ERR_ITEM_NOT_FOUND;
+        const char* place = nullptr;
+        WORD length = 0;
+        WORD type = 0;
+        return utilities.GetSummaryValue(summary, "$Path", path) &&
+                       utilities.LocateSummaryValue(summary, "$Path", &place, &length, &type)
+                   ? NOERROR
+                   : ERR_ITEM_NOT_FOUND;
       }));
   MailboxLookupStruct lookup;
   std::set<std::string> found;
@@ -29,9 +38,12 @@ void discover(Bench& bench) {
 
 void administer(Bench& bench) {
   char command[] = "show server";
-  char response[1001] = {};
+  std::array<char, 1001> response = {};
   unsigned short length = 1000;
-  bench.holds(bench.instance.RemoteCommand(command, response, &length) == NOERROR, "console");
+  const auto ask = [&] {
+    return bench.instance.RemoteCommand(command, response.data(), &length) == NOERROR;
+  };
+  bench.keeps("console", ask, response, length);
   std::string path = bench.mailbox;
   bench.done(bench.instance.RepairDB(path));
 }
@@ -47,20 +59,31 @@ void useHelpers(Bench& bench) {
   if (bench.keeps([&] { return utilities.GetTimeString(now, text); }, text) && !text.empty()) {
     bench.keeps([&] { return utilities.GetTimeDate(text, now); }, now);
   }
-  if (bench.done(utilities.AllocMem(0, 64, memory)) && memory != NULLHANDLE) {
+  if (bench.keeps([&] { return utilities.AllocMem(0, 64, memory); }, memory) &&
+      memory != NULLHANDLE) {
     OBJECT_DESCRIPTOR descriptor = {0, 7};
+    BLOCKID block = {memory, 1};
+    utilities.CopyBlock<WORD>(nullptr, "copied", 6, block);
+    KoLNDatabase reader("", bench.instance);
+    const void* const copied = reader.LockObject(memory);
+    bench.holds(copied != nullptr && std::memcmp(copied, "copied", 6) == 0, "block");
+    if (copied != nullptr) bench.holds(reader.UnlockObject(memory), "unlock");
     bench.holds(utilities.CopyObject(memory, nullptr, &descriptor, 6, 1) == 1, "copy");
     bench.done(utilities.FreeMem(memory));
   }
-  if (bench.done(utilities.OpenDirectory("apps", directory)) && directory != NULLHANDLE) {
+  if (bench.keeps([&] { return utilities.OpenDirectory("apps", directory); }, directory) &&
+      directory != NULLHANDLE) {
     bench.done(utilities.CloseDirectory(directory));
   }
   bench.keeps([&] { return utilities.MakeNetworkPath("CN=Mail/O=Org", "names.nsf", text, true); },
               text);
-  if (bench.holds(utilities.CreateTable(4, &table) == 0 && table != NULLHANDLE, "table")) {
-    BOOL changed = FALSE;
-    bench.holds(utilities.InsertIntoTable(table, 4, &changed) == 0, "insert");
-    bench.done(utilities.DeleteID(table, 4, &changed));
+  if (bench.keeps(
+          "table", [&] { return utilities.CreateTable(4, &table) == 0; }, table) &&
+      bench.holds(table != NULLHANDLE, "no table")) {
+    auto changed = marked<BOOL>();
+    bench.keeps(
+        "insert", [&] { return utilities.InsertIntoTable(table, 4, &changed) == 0; }, changed);
+    bench.keeps([&] { return utilities.DeleteID(table, 4, &changed); }, changed);
     bench.done(utilities.MemFreeTable(table));
   }
 }
@@ -107,23 +130,57 @@ void convertTimes(Bench& bench) {
   bench.holds(zone != 99 && summer != 99, "zone");
   utilities.GetIntlDateTimeFormat(&format);
   bench.holds(!same(format, INTLFORMAT()), "format");
+  static constexpr TIMEDATE day = {{ALLDAY, 2459000}};
+  struct {
+    RANGE counts = {1, 1};
+    TIMEDATE times[3] = {day, day, day};
+  } range;
+  char text[218] = {};
+  convertTimeRange(reinterpret_cast<unsigned char*>(&range), text);
+  bench.holds(text[0] != ' ', "range");
 }
 
 void convertTexts(Bench& bench) {
   KoLNUtilities utilities;
-  char text[257] = {};
+  std::array<char, 257> text = {};
   OBJECT_DESCRIPTOR descriptor = {};
   unsigned char stored[8] = {1, 0, 7, 0, 0, 0};
   void* item = stored;
-  bench.holds(utilities.NotesTranslate(OS_TRANSLATE_UTF8_TO_LMBCS, "text", 4, text, 256) == 4,
-              "translate");
-  bench.holds(utilities.ConvertUtf8ToNative("text", text, 256), "native");
-  bench.holds(utilities.GetNotesINIvarString("Directory", text), "variable");
+  const auto translate = [&] {
+    return utilities.NotesTranslate(OS_TRANSLATE_UTF8_TO_LMBCS, "text", 4, text.data(), 256) == 4;
+  };
+  bench.keeps("translate", translate, text);
+  bench.holds(utilities.ConvertUtf8ToNative("text", text.data(), 256), "native");
+  bench.keeps(
+      "variable", [&] { return bool(utilities.GetNotesINIvarString("Directory", text.data())); },
+      text);
   utilities.GetNotesINIvarLong("Directory");
   bench.holds(utilities.GetDSLength(ODS_TIMEDATE) != 0, "length");
   bench.holds(!KoLNUtilities::GetNotesErrorMsg(ERR_MEMORY).empty(), "message");
+  KoLNError record;
+  record.SetError(ERR_MEMORY);
+  bench.holds(record.IsErrorSet() && !record.GetMessage().empty(), "record");
   utilities.ReadMemory(stored, &descriptor);
   bench.holds(utilities.ConvertODToCanonical(&item, 7) == NOERROR, "descriptor");
+  char* end = text.data();
+  WORD total = 0;
+  bench.holds(PutHotSpotEnd(&end, 100, &total) == NOERROR && total != 0, "end");
+  total = 0;
+  bench.holds(PutV4HotSpotEnd(&end, 100, &total) == NOERROR && total != 0, "other end");
+}
+
+// Each start lengthens the path variables.
+void startAgain(Bench& bench) {
+  setenv("PATH", "/bin", 1);
+  setenv("LD_LIBRARY_PATH", "/usr/lib", 1);
+  std::string name = "koln\x12" + bench.instance.GetDataDirectory();
+  KoLNInstance other("Domino", name, "", false);
+  bench.holds(other.GetDetails(), "details");
+  bench.done(other.InitializeNotesEnv());
+  char directory[1024] = {};
+  if (bench.holds(initializeWithPartition(name.data(), directory), "start")) {
+    bench.instance.TerminateNotes();
+  }
 }
 
 void useThreads(Bench& bench) {
@@ -167,6 +224,7 @@ std::vector<Scenario> toolScenarios() {
           {"convertTimes", convertTimes},
           {"convertTexts", convertTexts},
           {"useThreads", useThreads},
+          {"startAgain", startAgain},
           {"lookAside", lookAside},
           {"findArchive", findArchive},
           {"discover", discover},
