@@ -8,9 +8,10 @@
 #include <cstdlib>
 #include <iterator>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
+
+#include "ReplacedNew.h"
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
@@ -102,7 +103,9 @@ std::string nameAsker(const void* caller) {
   return {};
 }
 
-bool refuses(const void* caller) noexcept {
+}  // namespace
+
+bool refusesMemory(const void* caller) noexcept {
   if (!active) return false;
   active = false;  // What follows may allocate.
   bool refused = false;
@@ -115,55 +118,35 @@ bool refuses(const void* caller) noexcept {
   return refused;
 }
 
-void* allocate(std::size_t size, const void* caller) noexcept {
-  return refuses(caller) ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
-
-}  // namespace
-
-// NOLINTBEGIN(misc-new-delete-overloads)
-void* operator new(std::size_t size) {
-  void* const memory = allocate(size, __builtin_return_address(0));
-  return memory != nullptr ? memory : throw std::bad_alloc();
-}
-void* operator new[](std::size_t size) {
-  void* const memory = allocate(size, __builtin_return_address(0));
-  return memory != nullptr ? memory : throw std::bad_alloc();
-}
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocate(size, __builtin_return_address(0));
-}
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocate(size, __builtin_return_address(0));
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
-// NOLINTEND(misc-new-delete-overloads)
-
+// What the C library allocates for the library (strdup) comes here as well, and operator new once
+// more, which is not the library.
 #if !defined(KOLN_SANITIZED) && defined(__GLIBC__)
-extern "C" void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT
+extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier)
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+// NOLINTEND(bugprone-reserved-identifier)
 
-extern "C" void* calloc(std::size_t count, std::size_t size) noexcept {
-  return refuses(__builtin_return_address(0)) ? nullptr : __libc_calloc(count, size);
+void* malloc(std::size_t size) noexcept {
+  return refusesMemory(__builtin_return_address(0)) ? nullptr : __libc_malloc(size);
+}
+void* calloc(std::size_t count, std::size_t size) noexcept {
+  return refusesMemory(__builtin_return_address(0)) ? nullptr : __libc_calloc(count, size);
+}
+void* realloc(void* memory, std::size_t size) noexcept {
+  return refusesMemory(__builtin_return_address(0)) ? nullptr : __libc_realloc(memory, size);
+}
 }
 #endif
 
 LibraryMemory::LibraryMemory(std::size_t firstRefused, bool andAllAfter) {
   if (library.begin == nullptr) {
-    // By symbols looked up, as the executable's own addresses may be stubs.
+    // By symbols looked up, as the executable's own addresses may be stubs, and that no sanitizer
+    // has in the executable.
     library = rangeOf(dlsym(RTLD_DEFAULT, "_ZN9KoLNErrorC1Ev"));
     languageRuntime = rangeOf(dlsym(RTLD_DEFAULT, "_ZSt17__throw_bad_allocv"));
-    c = rangeOf(dlsym(RTLD_DEFAULT, "qsort"));
+    c = rangeOf(dlsym(RTLD_DEFAULT, "gnu_get_libc_version"));
     void* frame = nullptr;
     backtrace(&frame, 1);  // The first call loads what unwinds.
   }

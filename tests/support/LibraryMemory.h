@@ -1,6 +1,6 @@
 // Refuses memory to the library alone, at a chosen allocation. The test executable replaces operator
-// new (and calloc, where no sanitizer owns it); who is asking is told from the stack, so that the
-// test and the runtime, also when they are called back, get all they want.
+// new (and malloc with its kin, where no sanitizer owns them); who is asking is told from the stack,
+// so that the test and the runtime, also when they are called back, get all they want.
 #ifndef KOLN_TESTS_LIBRARY_MEMORY_H
 #define KOLN_TESTS_LIBRARY_MEMORY_H
 

@@ -1,7 +1,6 @@
 #include "ScarceMemory.h"
 
-#include <cstdlib>
-#include <new>
+#include "ReplacedNew.h"
 
 namespace {
 
@@ -9,45 +8,15 @@ constexpr int unlimited = -1;
 thread_local int left = unlimited;
 thread_local bool refused = false;
 
-void* allocate(std::size_t size) noexcept {
-  if (left == 0) {
-    refused = true;
-    return nullptr;
-  }
-  left -= left > 0 ? 1 : 0;
-  return std::malloc(size == 0 ? 1 : size);
-}
-
-void* allocateOrThrow(std::size_t size) {
-  void* const memory = allocate(size);
-  return memory != nullptr ? memory : throw std::bad_alloc();
-}
-
 }  // namespace
 
-void* operator new(std::size_t size) {
-  return allocateOrThrow(size);
-}
-void* operator new[](std::size_t size) {
-  return allocateOrThrow(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocate(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
-void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
+bool refusesMemory(const void* /*caller*/) noexcept {
+  if (left == 0) {
+    refused = true;
+    return true;
+  }
+  left -= left > 0 ? 1 : 0;
+  return false;
 }
 
 ScarceMemory::ScarceMemory(int allowed) noexcept {
