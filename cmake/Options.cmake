@@ -1,8 +1,9 @@
-# What all targets share: language levels, warnings, sanitizers.
+# What all targets share: language levels, warnings, sanitizers, coverage.
 option(KOLN_BUILD_SIMULATOR "Build the simulated Notes runtime and koln-simulate" ON)
 option(KOLN_BUILD_HOST "Build the reference host command koln" ON)
 option(KOLN_BUILD_TESTS "Build the tests" ON)
 option(KOLN_BUILD_FUZZERS "Build the fuzzers; needs clang++" OFF)
+option(KOLN_COVERAGE "Count in libkoln.so which lines and branches are run; needs g++" OFF)
 set(KOLN_SANITIZE "" CACHE STRING "Sanitizers to build with, as in -fsanitize=")
 
 set(CMAKE_CXX_STANDARD 20)
@@ -25,6 +26,10 @@ if(KOLN_SANITIZE)
   add_compile_options(-fsanitize=${KOLN_SANITIZE} -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${KOLN_SANITIZE})
+endif()
+
+if(KOLN_COVERAGE AND NOT CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  message(FATAL_ERROR "KOLN_COVERAGE needs g++")
 endif()
 
 # Everything tells the fuzzers which branches it has taken. What is no fuzzer runs as before: the
@@ -52,5 +57,12 @@ function(koln_product_options target)
     VISIBILITY_INLINES_HIDDEN ON)
   if(NOT KOLN_SANITIZE)  # a sanitizer's own symbols come from the executable
     target_link_options(${target} PRIVATE -Wl,--no-undefined)
+  endif()
+  if(KOLN_COVERAGE AND target STREQUAL koln)
+    # Threads share the counters.
+    target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
+    # A process that ends with _exit writes them itself: by __gcov_dump, which must be there to be
+    # called and to be exported.
+    target_link_options(${target} PRIVATE --coverage -Wl,--undefined=__gcov_dump)
   endif()
 endfunction()

@@ -410,8 +410,8 @@ STATUS ForEachViewName(void* context, SEARCH_MATCH* match, ITEM_TABLE* /*summary
   if (context == nullptr || match == nullptr) {
     return NOERROR;
   }
-  SEARCH_MATCH found;
-  std::memcpy(&found, match, sizeof found);  // It may be unaligned.
+  SEARCH_MATCH found = {};  // A copy: the runtime's own may lie at any address, padding excluded.
+  std::memcpy(&found, match, offsetof(SEARCH_MATCH, SummaryLength) + sizeof(WORD));
   if ((found.SERetFlags & SE_FMATCH) == 0) {
     return NOERROR;
   }

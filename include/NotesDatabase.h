@@ -53,7 +53,8 @@ class KOLN_API KoLNDatabase {
   /// @param name        Path in UTF-8, relative to the data directory or absolute.
   /// @param overNetwork True reaches it through the object's server name.
   /// @return As `Open()`; also the error of `KoLNUtilities::MakeNetworkPath`. A path that cannot be
-  ///         translated is logged and tried all the same, so Notes' own error comes back.
+  ///         translated is logged and tried all the same with what was translated of it. **If that is
+  ///         nothing, Notes opens the data directory.**
   KoLNError Open(std::string name, bool overNetwork);
 
   /// Closes the database; on a closed object it succeeds and does nothing. On failure `SetError`,

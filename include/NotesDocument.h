@@ -125,7 +125,8 @@ class KOLN_API KoLNDocument {
   /// Flags are passed on as they are. An open note is closed first and the result dropped; if the
   /// call then fails, the object is closed. Failures are logged at level 0, a missing database
   /// handle or note ID ("Note ID note set", code 0xFFFF) included, but for a `Create` that throws
-  /// and a `Close` without a note. A call of the open and close members that throws gives 551.
+  /// and a `Close` without a note. A call of the open and close members that throws gives 551, of
+  /// `Create` 0xFFFF.
   /// @{
 
   /// Makes a new note, in memory only until `Update`. Needs db.

@@ -320,7 +320,7 @@ class KOLN_API KoLNUtilities {
   /// text, log comment) and 30 to 34 (note format, first fatal error, root attributes, XML
   /// declaration, DOCTYPE) are set, all others left out silently. The values of 3 and 7 are texts,
   /// of 4 terminated texts closed by an empty one (3 and 4 may be null); the rest 32-bit integers.
-  /// @return `SetError`, not logged.
+  /// @return `SetError`, not logged; that a call threw is logged at level 0.
   KoLNError CreateDXLExporter(DXLEXPORTHANDLE& exporter,
                               std::map<DXL_EXPORT_PROPERTY, void*> properties);
 

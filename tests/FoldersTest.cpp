@@ -160,4 +160,36 @@ TEST(FoldersTest, RecordsThatAreCutGiveTheirWholeItems) {
   }
 }
 
+TEST(FoldersTest, WhatCannotBeDoneIsRefusedAndNothingIsDone) {
+  Folders set;
+  KoLNDatabase closed("own.nsf", set.instance);
+  std::string name = "P", none, closedText = "4996: text of 4996";
+  DHANDLE noTable = NULLHANDLE;
+  const std::string invalid = "65535: Invalid parameters passed in.";
+  EXPECT_EQ(told(closed.AddSubFolders(name)), closedText);
+  EXPECT_EQ(told(closed.FilterDocumentsOfFolders(name, set.noteTable, 1)), closedText);
+  EXPECT_EQ(told(closed.PutNotesInFolders(&name[0], 1, nullptr)), closedText);
+  EXPECT_EQ(told(set.db.AddSubFolders(none)), invalid);
+  EXPECT_EQ(told(set.db.FilterDocumentsOfFolders(name, noTable, 1)), invalid);
+  EXPECT_EQ(set.left("", 1), invalid + " 1 2 3 4 5");
+  EXPECT_EQ(told(set.db.PutNotesInFolders(nullptr, 0, nullptr)), "clean");
+  EXPECT_EQ(told(set.db.PutNotesInFolders(nullptr, 1, nullptr)),
+            "65535: No buffer with folder records.");
+  EXPECT_EQ(set.put(set.record(60, {}) + set.record(62, {2}), 92), "clean");
+  EXPECT_EQ(set.steps, Texts{"62 2"});
+}
+
+TEST(FoldersTest, ACollectionThatNeverEndsIsLeft) {
+  Folders set;
+  int pages = 0;
+  // clang-format off
+  set.notes.NIFReadEntries.answer([&](auto, auto, auto, auto, auto, auto, auto, auto* buffer, auto, auto, auto* count, auto* more) {
+    set.bytes.assign({2, 0, 0, 0, 1, 0});
+    return *count = 1, *more = ++pages < 9 ? SIGNAL_MORE_TO_DO : 0, *buffer = set.take(), NOERROR;
+  });
+  // clang-format on
+  EXPECT_EQ(set.left("P", 2), "65535: The collection does not end. 1 2 3 4 5");
+  EXPECT_EQ(pages, 4);  // Two of the design, and the folder's, which come again.
+}
+
 }  // namespace

@@ -2,6 +2,7 @@
 #include <map>
 
 #include "NotesDatabase.h"
+#include "support/ScarceMemory.h"
 #include "support/ScriptedNotes.h"
 
 namespace {
@@ -118,6 +119,26 @@ TEST_F(IndexEntryTest, TheTextOfTimesEndsWithThePieceThatPassesItsLimit) {
   const std::unique_ptr<char[]> text(new char[218]);
   EXPECT_EQ(convertTimeRange(&bytes[1], text.get()), bytes.data() + bytes.size());
   EXPECT_EQ(std::strlen(text.get()), 217u);
+}
+
+TEST_F(IndexEntryTest, WithoutALineASummaryOrMemoryTheAnswerIsStillWhole) {
+  std::string line(4096, '?');
+  EXPECT_EQ(view.AddEntryToNoteIndex(nullptr, nullptr, 7, {}, {}, 0), 1);
+  EXPECT_EQ(view.AddEntryToNoteIndex(&line[0], nullptr, 7, {}, {}, 0), 0);
+  EXPECT_STREQ(line.c_str(), "00000007\x12");
+  const std::string name(40, 'n'), value = bytesOf(TYPE_NUMBER, 3.0);
+  auto summary = exact(bytesOf(WORD{73}, WORD{2}, WORD{1}, WORD{10}, WORD{40}, WORD{10}) + "c" +
+                       value + name + value);
+  SetLogCallback(nullptr);
+  int answer = 0;
+  {
+    const ScarceMemory scarce(0);  // The short name needs none.
+    answer = view.AddEntryToNoteIndex(&line[0], &summary[1], 7, {}, {}, 0);
+  }
+  EXPECT_EQ(answer, 1);
+  EXPECT_STREQ(line.c_str(),
+               "00000007\x12"
+               "3\x12");
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "NotesDocument.h"
 #include "NotesUtilities.h"
+#include "support/ScarceMemory.h"
 #include "support/ScriptedNotes.h"
 
 namespace {
@@ -337,6 +338,24 @@ TEST_F(OpenNoteTest, TextsEndWhereTheirBuffersEnd) {
     EXPECT_EQ(text, "");
   }
   EXPECT_EQ(notes.NSFItemGetText.count(), 2u);
+}
+
+TEST_F(OpenNoteTest, WithoutAReceiverNothingIsAsked) {
+  EXPECT_EQ(told(doc.ScanItems(nullptr, &word)), "65535: No routine to scan the items with.");
+  EXPECT_EQ(told(doc.Export(exporter, nullptr)), "65535: No record to export to.");
+}
+
+TEST_F(OpenNoteTest, WithoutMemoryACopyHasRatherNoNameThanAWrongOne) {
+  ATTACHMENT file, copy;
+  file.name = std::string(40, 'n');
+  for (const int memory : {0, 1}) {
+    copy.name = "other.pdf";
+    {
+      const ScarceMemory scarce(memory);
+      copy = file;
+    }
+    EXPECT_EQ(copy.name, memory ? file.name : "");
+  }
 }
 
 }  // namespace

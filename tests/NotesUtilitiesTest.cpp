@@ -422,4 +422,24 @@ TEST_F(NotesUtilitiesTest, SummaryAndIniTextsEndAtTheirBuffers) {
   EXPECT_EQ(std::string(value), std::string(256, 'v'));
 }
 
+TEST_F(NotesUtilitiesTest, WithoutAPlaceNothingIsAsked) {
+  void* nowhere = nullptr;
+  std::string mailbox;
+  ArchiveMailBoxInfoStruct archive;
+  EXPECT_EQ(utilities.ConvertODToCanonical(&nowhere, 1), ERR_BAD_PARAM);
+  EXPECT_EQ(utilities.AssociateArchiveMBs("", mailbox, archive, nullptr, nullptr), -1);
+  EXPECT_EQ(utilities.FindAView(nullptr, nullptr, nullptr), NOERROR);
+}
+
+TEST_F(NotesUtilitiesTest, AStagedFileEndsWhereAnImporterCouldNoLongerCount) {
+  const std::unique_ptr<FILE, decltype(&std::fclose)> file(std::tmpfile(), &std::fclose);
+  const BYTE data[32] = {};
+  for (const auto& [total, ok] : {std::pair(0xFFFFFFDFu, 1), {0xFFFFFFE0u, 0}}) {
+    NoteExportRecord record = {file.get(), nullptr, total, nullptr, 0, 1, 1};
+    KoLNUtilities::DXLExportStreamFunc(data, sizeof data, &record);
+    EXPECT_EQ(std::pair(record.ok, record.written), std::pair(BYTE(ok), 32u));
+    EXPECT_EQ(log.take().size(), ok ? 0u : 1u);
+  }
+}
+
 }  // namespace

@@ -91,4 +91,62 @@ TEST_F(NotesViewTest, TheLastAliasIsLookedFor) {
   EXPECT_EQ(notes.NIFFindDesignNoteExt.count(), 3u);
 }
 
+TEST_F(NotesViewTest, WhatCannotBeAskedOrOpenedIsToldInItsOwnWay) {
+  WORD collection = 0, type = 0;
+  NOTEID id = 0;
+  BLOCKID block = {};
+  KoLNDatabase closed("own.nsf", instance);
+  KoLNView none(closed, "A"), unknown(db, 0u);
+  // clang-format off
+  const auto open = [this](KoLNView& of, HCOLLECTION* out) {
+    const std::string record = told(of.OpenCollection(0, 0, out, nullptr, nullptr, nullptr, nullptr));
+    return record + linesOf("OpenCollection", "NotesDatabase").back();
+  };
+  const std::string noHandle = "65535: Invalid database handle or viewId.-1 Error: Invalid Database Handle";
+  EXPECT_EQ(open(none, &collection), noHandle);
+  EXPECT_EQ(open(unknown, &collection), noHandle);
+  EXPECT_EQ(open(view, nullptr), noHandle);
+  for (const auto& [status, line] : {std::pair(ERR_NOTE_DELETED, "Document has been deleted"), {ERR_ITEM_NOT_FOUND, "Note item not found"}}) {
+    notes.NIFOpenCollection.answer(0xC000 | status);
+    EXPECT_EQ(open(view, &collection), std::to_string(0xC000 | status) + ": text of " + std::to_string(status) + "-1 Error: " + line);
+  }
+  EXPECT_EQ(told(view.ReadColection(nullptr, nullptr, 1, 1, 1, 9, 1, &id, nullptr, nullptr, nullptr, nullptr)), "65535: ReadColection() called with Invalid view colelction handle.");
+  // clang-format on
+  EXPECT_EQ(told(none.FindID(id)), "65535: Invalid view name or database handle.");
+  EXPECT_EQ(told(view.GetItemInfo("Body?", type, block, id)), "65535: Invalid view handle.");
+  EXPECT_EQ(told(view.GetCoulmnTitles(nullptr)), "65535: No place for the titles of the columns.");
+}
+
+Texts sent;
+
+TEST_F(NotesViewTest, AllViewsAreSentUpToOneThatCannotBeOpened) {
+  // clang-format off
+  const struct { BYTE match; std::string title, flags; } views[] = {
+      {1, "A", ""}, {0, "B", ""}, {1, "", "x"}, {1, "D", "xGy"}, {1, "\x84", "Y"}, {1, std::string(1023, 't'), ""}};
+  for (const NOTEID broken : {0, 5}) {
+    sent.clear();
+    SetSendMsgCallback([](char* title) -> bool { sent.emplace_back(title); throw Throwing{}; });
+    notes.NSFNoteOpen.answer([&](auto, NOTEID id, auto, NOTEHANDLE* out) { return *out = id, id == broken ? refused : NOERROR; });
+    notes.NSFNoteClose.answer();
+    notes.NSFItemGetText.answer([&](auto note, const char* item, char* out, WORD room) {
+      return WORD((item[1] == 'T' ? views[note - 1].title : views[note - 1].flags).copy(out, room));
+    });
+    notes.NSFSearch.answer([&](auto, auto, auto, auto, WORD kind, auto, auto routine, void* database, auto) {
+      STATUS status = kind != NOTE_CLASS_VIEW || routine(nullptr, nullptr, nullptr) || routine(database, nullptr, nullptr);
+      SEARCH_MATCH match = {};
+      while (status == NOERROR && match.ID.NoteID < std::size(views)) {
+        match.SERetFlags = views[match.ID.NoteID++].match;
+        status = routine(database, &match, nullptr);
+      }
+      return status;
+    });
+    const std::size_t before = notes.NSFNoteClose.count();
+    EXPECT_EQ(told(db.GetViews()), broken ? "code 49411" : "clean");
+    EXPECT_EQ(sent, broken ? Texts{"A"} : Texts({"A", "\x84", views[5].title}));
+    EXPECT_EQ(notes.NSFNoteClose.count() - before, broken ? 3u : 5u);
+  }
+  // clang-format on
+  SetSendMsgCallback(nullptr);
+}
+
 }  // namespace
