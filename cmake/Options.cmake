@@ -2,6 +2,7 @@
 option(KOLN_BUILD_SIMULATOR "Build the simulated Notes runtime and koln-simulate" ON)
 option(KOLN_BUILD_HOST "Build the reference host command koln" ON)
 option(KOLN_BUILD_TESTS "Build the tests" ON)
+option(KOLN_BUILD_BENCHMARKS "Build koln-bench, which compares with hand-written calls" OFF)
 option(KOLN_BUILD_FUZZERS "Build the fuzzers; needs clang++" OFF)
 option(KOLN_COVERAGE "Count in libkoln.so which lines and branches are run; needs g++" OFF)
 set(KOLN_SANITIZE "" CACHE STRING "Sanitizers to build with, as in -fsanitize=")

@@ -13,17 +13,52 @@ namespace koln {
 struct CollectionEntry {
   NOTEID id;
   WORD noteClass;
+};
 
-  bool operator==(const CollectionEntry& other) const {
-    return id == other.id && noteClass == other.noteClass;
+// The entries of a page as they came, behind each other without padding.
+class CollectionEntries {
+ public:
+  static constexpr std::size_t entrySize = sizeof(NOTEID) + sizeof(WORD);
+
+  void assign(const BYTE* entries, std::size_t count) {
+    bytes_.assign(entries, entries + count * entrySize);
   }
+  void clear() { bytes_.clear(); }  // Keeps the memory: the next page is as large.
+  void swap(CollectionEntries& other) noexcept { bytes_.swap(other.bytes_); }
+
+  // Reads one entry after the other.
+  class Iterator {
+   public:
+    explicit Iterator(const BYTE* place) : place_(place) {}
+    CollectionEntry operator*() const {
+      CollectionEntry entry;
+      std::memcpy(&entry.id, place_, sizeof entry.id);
+      std::memcpy(&entry.noteClass, place_ + sizeof entry.id, sizeof entry.noteClass);
+      return entry;
+    }
+    Iterator& operator++() {
+      place_ += entrySize;
+      return *this;
+    }
+    bool operator==(const Iterator& other) const = default;
+
+   private:
+    const BYTE* place_;
+  };
+  Iterator begin() const { return Iterator(bytes_.data()); }
+  Iterator end() const { return Iterator(bytes_.data() + bytes_.size()); }
+
+  bool operator==(const CollectionEntries& other) const = default;
+
+ private:
+  std::vector<BYTE> bytes_;
 };
 
 struct CollectionPage {
   enum class Content { Entries, None, NotLocked, Damaged };
 
   Content content = Content::None;
-  std::vector<CollectionEntry> entries;
+  CollectionEntries entries;
   bool more = false;
 };
 
@@ -32,8 +67,9 @@ struct CollectionPage {
 // tells.
 inline CallResult readPage(HCOLLECTION collection, COLLECTIONPOSITION& position, WORD skipNavigator,
                            DWORD returnCount, CollectionPage& page, KoLNError& error) {
-  constexpr std::size_t entrySize = sizeof(NOTEID) + sizeof(WORD);
-  page = {};
+  page.content = CollectionPage::Content::None;
+  page.entries.clear();
+  page.more = false;
   DHANDLE buffer = NULLHANDLE;
   DWORD returned = 0;
   WORD signals = 0;
@@ -55,7 +91,7 @@ inline CallResult readPage(HCOLLECTION collection, COLLECTIONPOSITION& position,
   }
   DWORD size = 0;
   const CallResult measured = KOLN_STATUS(OSMemGetSize, buffer, &size);
-  if (measured.failed() || size / entrySize < returned) {
+  if (measured.failed() || size / CollectionEntries::entrySize < returned) {
     page.content = CollectionPage::Content::Damaged;
     if (measured.failed()) {
       measured.record(error);
@@ -65,12 +101,7 @@ inline CallResult readPage(HCOLLECTION collection, COLLECTIONPOSITION& position,
     }
     return read;
   }
-  const auto* const bytes = static_cast<const BYTE*>(locked.address());
-  page.entries.resize(returned);
-  for (std::size_t i = 0; i < page.entries.size(); ++i) {
-    std::memcpy(&page.entries[i].id, bytes + i * entrySize, sizeof(NOTEID));
-    std::memcpy(&page.entries[i].noteClass, bytes + i * entrySize + sizeof(NOTEID), sizeof(WORD));
-  }
+  page.entries.assign(static_cast<const BYTE*>(locked.address()), returned);
   page.content = CollectionPage::Content::Entries;
   page.more = (signals & SIGNAL_MORE_TO_DO) != 0;
   return read;

@@ -82,7 +82,7 @@ class FolderReconstruction {
   }
 
   // 0 for a folder that is not there: its record is read through all the same.
-  NOTEID findFolder(const UNIVERSALNOTEID& unid) {
+  NOTEID findFolder(UNIVERSALNOTEID& unid) {
     NOTEID folder = 0;
     const koln::CallResult found = find(unid, folder);
     if (!found.failed()) {
@@ -98,7 +98,7 @@ class FolderReconstruction {
   }
 
   bool addItem(DHANDLE table, NOTEID folder) {
-    UNIVERSALNOTEID unid = {};
+    UNIVERSALNOTEID unid;
     std::memcpy(&unid, buffer_ + cursor_, sizeof unid);
     NOTEID note = 0;
     const koln::CallResult found = find(unid, note);
@@ -137,10 +137,10 @@ class FolderReconstruction {
     }
   }
 
-  koln::CallResult find(UNIVERSALNOTEID unid, NOTEID& note) const {
-    ORIGINATORID oid = {};
-    TIMEDATE modified = {};
-    WORD noteClass = 0;
+  koln::CallResult find(UNIVERSALNOTEID& unid, NOTEID& note) const {
+    ORIGINATORID oid;  // These three are asked for and not needed.
+    TIMEDATE modified;
+    WORD noteClass;
     return KOLN_STATUS(NSFDbGetNoteInfoByUNID, db_, &unid, &note, &oid, &modified, &noteClass);
   }
 

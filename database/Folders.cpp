@@ -81,7 +81,7 @@ class SubFolderSearch {
         return false;
       }
       bool anythingNew = false;
-      for (const koln::CollectionEntry& entry : page.entries) {
+      for (const koln::CollectionEntry entry : page.entries) {
         if (quit_.requested()) {
           break;
         }
@@ -238,6 +238,7 @@ class FolderFilter {
 
   // Deletes what is not wanted from the table of notes. False if that failed.
   bool narrow(FilterMode mode, DHANDLE workingCopy, KoLNError& error) {
+    const BOOL kept = mode == Include ? TRUE : FALSE;
     koln::TableScan scan(workingCopy);
     while (!quit_.requested() && scan.next(error)) {
       const NOTEID id = scan.id();
@@ -248,7 +249,7 @@ class FolderFilter {
         KOLN_LOG(function, 0, "Error: unable to filter by folders: %s", error.GetMessage().c_str());
         return false;
       }
-      if ((mode == Include) == (present != FALSE)) {
+      if ((present != FALSE ? TRUE : FALSE) == kept) {
         continue;
       }
       const koln::CallResult deleted = KOLN_STATUS(IDDelete, notes_, id, nullptr);
@@ -273,7 +274,7 @@ class FolderFilter {
   bool addMembers(HCOLLECTION collection, const std::string& designName, KoLNError& error) {
     COLLECTIONPOSITION position = {};
     koln::CollectionPage page;
-    std::vector<koln::CollectionEntry> previous;
+    koln::CollectionEntries previous;
     do {
       const COLLECTIONPOSITION before = position;
       previous.swap(page.entries);
@@ -312,8 +313,8 @@ class FolderFilter {
     return true;
   }
 
-  bool insertDocuments(const std::vector<koln::CollectionEntry>& entries, KoLNError& error) {
-    for (const koln::CollectionEntry& entry : entries) {
+  bool insertDocuments(const koln::CollectionEntries& entries, KoLNError& error) {
+    for (const koln::CollectionEntry entry : entries) {
       if (quit_.requested()) {
         return true;
       }

@@ -7,7 +7,7 @@
 namespace koln {
 
 inline bool lacksNote(NOTEHANDLE note, KoLNError& error) {
-  if (note != NULLHANDLE) {
+  if (note != NULLHANDLE) [[likely]] {
     return false;
   }
   error.SetError(ERR_NULL_NOTEHANDLE);
@@ -15,7 +15,7 @@ inline bool lacksNote(NOTEHANDLE note, KoLNError& error) {
 }
 
 inline bool lacksDatabase(DBHANDLE db, KoLNError& error) {
-  if (db != NULLHANDLE) {
+  if (db != NULLHANDLE) [[likely]] {
     return false;
   }
   error.SetError(ERR_NULL_DBHANDLE);
@@ -24,10 +24,8 @@ inline bool lacksDatabase(DBHANDLE db, KoLNError& error) {
 
 // Records a failed call of a place that has its own words for a call that throws.
 inline void recordOr(const CallResult& call, const char* thrownMessage, KoLNError& error) {
-  if (call.threw()) {
-    error.SetCustomMessage("%s", thrownMessage);
-  } else if (call.failed()) {
-    call.record(error);
+  if (call.failed()) [[unlikely]] {
+    call.threw() ? error.SetCustomMessage("%s", thrownMessage) : call.record(error);
   }
 }
 

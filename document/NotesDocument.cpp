@@ -17,33 +17,43 @@ constexpr const char* sourceName = "NotesDocument";
 // What is recorded when opening or closing a note throws: Notes' own "invalid note".
 constexpr STATUS noteCallThrew = 551;
 
-bool lacksDatabaseLogged(DBHANDLE db, const char* function, KoLNError& error) {
-  if (!koln::lacksDatabase(db, error)) {
-    return false;
-  }
+// What follows a failure stands in functions of its own, so that success is not in its way.
+
+[[gnu::cold, gnu::noinline]] void tellNoDatabase(const char* function, KoLNError& error) {
+  error.SetError(ERR_NULL_DBHANDLE);
   KOLN_LOG(function, 0, "Invalid db handle");
-  return true;
 }
 
-bool lacksIdLogged(NOTEID id, const char* function, KoLNError& error) {
-  if (id != 0) {
-    return false;
-  }
+[[gnu::cold, gnu::noinline]] void tellNoId(const char* function, KoLNError& error) {
   KOLN_LOG(function, 0, "Invalid note ID");
   error.SetCustomMessage("Note ID note set");
-  return true;
+}
+
+inline bool lacksDatabaseLogged(DBHANDLE db, const char* function, KoLNError& error) {
+  return db != NULLHANDLE ? false : (tellNoDatabase(function, error), true);
+}
+
+inline bool lacksIdLogged(NOTEID id, const char* function, KoLNError& error) {
+  return id != 0 ? false : (tellNoId(function, error), true);
 }
 
 // Closes what an earlier open left. Its status does not matter here, and a note that could not be
 // closed is not tried again: the handle may be gone.
-void closeBefore(NOTEHANDLE& note) {
-  koln::OpenNote(std::exchange(note, NULLHANDLE)).close();
+inline void closeBefore(NOTEHANDLE& note) {
+  if (note != NULLHANDLE) [[unlikely]] {
+    koln::OpenNote(std::exchange(note, NULLHANDLE)).close();
+  }
 }
 
-// Takes the note of an open call, or records why there is none. False after a status of Notes,
-// whose log line differs from member to member.
-bool takeOpened(const koln::CallResult& opened, NOTEHANDLE handle, NOTEHANDLE& note,
-                const char* function, KoLNError& error) {
+void logFailedOpen(const char* function, NOTEID id, STATUS status) {
+  KOLN_LOG(function, 0, "Error: unable to open note: [%08x]. NSFNoteOpen(...) returned: [%d]. ", id,
+           status);
+}
+
+// Records why a note could not be opened. False after a status of Notes, whose log line differs from
+// member to member.
+[[gnu::cold, gnu::noinline]] bool recordFailedOpen(koln::CallResult opened, const char* function,
+                                                   KoLNError& error) {
   if (opened.threw()) {
     error.SetError(noteCallThrew);
     KOLN_LOG(function, 0,
@@ -51,17 +61,16 @@ bool takeOpened(const koln::CallResult& opened, NOTEHANDLE handle, NOTEHANDLE& n
              "[NSFNoteOpen(...)].");
     return true;
   }
-  if (opened.failed()) {
-    opened.record(error);
-    return false;
-  }
-  note = handle;
-  return true;
+  opened.record(error);
+  return false;
 }
 
-void logFailedOpen(const char* function, NOTEID id, STATUS status) {
-  KOLN_LOG(function, 0, "Error: unable to open note: [%08x]. NSFNoteOpen(...) returned: [%d]. ", id,
-           status);
+// The same for the two members that open by a note ID.
+[[gnu::cold, gnu::noinline]] void tellFailedOpen(koln::CallResult opened, const char* function,
+                                                 NOTEID id, KoLNError& error) {
+  if (!recordFailedOpen(opened, function, error)) {
+    logFailedOpen(function, id, opened.status());
+  }
 }
 
 // The number in the result of the size formula, which may be damaged: nothing is read behind its
@@ -112,7 +121,8 @@ bool sizeFromResult(const void* result, WORD length, unsigned int& size, KoLNErr
 
 KoLNDocument::KoLNDocument() : KoLNDocument(NULLHANDLE, 0) {}
 
-KoLNDocument::KoLNDocument(DBHANDLE db, NOTEID id) : KoLNDocument(db, id, UNIVERSALNOTEID()) {}
+KoLNDocument::KoLNDocument(DBHANDLE db, NOTEID id)
+    : noteId_(id), unid_(), note_(NULLHANDLE), db_(db) {}
 
 KoLNDocument::KoLNDocument(DBHANDLE db, NOTEID id, UNIVERSALNOTEID unid)
     : noteId_(id), unid_(unid), note_(NULLHANDLE), db_(db) {}
@@ -159,8 +169,10 @@ KoLNError KoLNDocument::Open(WORD flags) {
     closeBefore(note_);
     NOTEHANDLE opened = NULLHANDLE;
     const koln::CallResult result = KOLN_STATUS(NSFNoteOpen, db_, noteId_, flags, &opened);
-    if (!takeOpened(result, opened, note_, "Open", error)) {
-      logFailedOpen("Open", noteId_, result.status());
+    if (result.failed()) [[unlikely]] {
+      tellFailedOpen(result, "Open", noteId_, error);
+    } else {
+      note_ = opened;
     }
   });
 }
@@ -173,8 +185,10 @@ KoLNError KoLNDocument::OpenExt(DWORD flags) {
     closeBefore(note_);
     NOTEHANDLE opened = NULLHANDLE;
     const koln::CallResult result = KOLN_STATUS(NSFNoteOpenExt, db_, noteId_, flags, &opened);
-    if (!takeOpened(result, opened, note_, "OpenExt", error)) {
-      logFailedOpen("OpenExt", noteId_, result.status());
+    if (result.failed()) [[unlikely]] {
+      tellFailedOpen(result, "OpenExt", noteId_, error);
+    } else {
+      note_ = opened;
     }
   });
 }
@@ -187,12 +201,30 @@ KoLNError KoLNDocument::OpenByUNID(WORD flags) {
     closeBefore(note_);
     NOTEHANDLE opened = NULLHANDLE;
     const koln::CallResult result = KOLN_STATUS(NSFNoteOpenByUNID, db_, &unid_, flags, &opened);
-    if (!takeOpened(result, opened, note_, "OpenByUNID", error)) {
+    if (!result.failed()) {
+      note_ = opened;
+    } else if (!recordFailedOpen(result, "OpenByUNID", error)) {
       KOLN_LOG("OpenByUNID", 0,
                "Error: unable to open note: NSFNoteOpenByUNID(...) returned: [%d]. ",
                result.status());
     }
   });
+}
+
+// Records why a note could not be closed. True if its handle is gone all the same.
+[[gnu::cold, gnu::noinline]] static bool recordFailedClose(koln::CallResult closed,
+                                                           KoLNError& error) {
+  if (closed.threw()) {
+    error.SetError(noteCallThrew);
+    KOLN_LOG("Close", 0,
+             "Error: caught an exception of unknown type thrown by Domino API function: "
+             "[NSFNoteClose(\t...)].");
+    return true;
+  }
+  closed.record(error);
+  // In the words of a failed open, with the status in both places, on purpose.
+  logFailedOpen("Close", closed.status(), closed.status());
+  return false;
 }
 
 KoLNError KoLNDocument::Close() {
@@ -201,17 +233,7 @@ KoLNError KoLNDocument::Close() {
       return;
     }
     const koln::CallResult closed = KOLN_STATUS(NSFNoteClose, note_);
-    if (closed.threw()) {
-      note_ = NULLHANDLE;
-      error.SetError(noteCallThrew);
-      KOLN_LOG("Close", 0,
-               "Error: caught an exception of unknown type thrown by Domino API function: "
-               "[NSFNoteClose(\t...)].");
-    } else if (closed.failed()) {
-      closed.record(error);
-      // In the words of a failed open, with the status in both places, on purpose.
-      logFailedOpen("Close", closed.status(), closed.status());
-    } else {
+    if (!closed.failed() || recordFailedClose(closed, error)) {
       note_ = NULLHANDLE;
     }
   });
@@ -226,7 +248,7 @@ constexpr const char* getInfoThrew =
     "[NSFNoteGetInfo(\t...)].";
 
 // Every reader of a note's header is this call with another member and another result.
-KoLNError readMember(NOTEHANDLE note, WORD member, void* out) {
+[[gnu::always_inline]] inline KoLNError readMember(NOTEHANDLE note, WORD member, void* out) {
   return koln::recorded([&](KoLNError& error) {
     if (!koln::lacksNote(note, error)) {
       koln::recordOr(KOLN_VOID(NSFNoteGetInfo, note, member, out), getInfoThrew, error);

@@ -21,16 +21,20 @@ class KOLN_API KoLNError {
   enum : unsigned short { CustomMessageCode = 0xFFFF };
 
   /// No error: code 0, empty message, not set.
-  KoLNError();
+  KoLNError() noexcept : code_(0), isSet_(false), isNotesError_(true) {}
 
   /// A Notes error with a text that the caller knows already; the record is set.
   KoLNError(unsigned short code, std::string message);
 
-  ~KoLNError();
+  ~KoLNError() = default;
+  /// Copies the record; where memory is short, without its message.
   KoLNError(const KoLNError& other);
-  KoLNError(KoLNError&& other) noexcept;
+  /// Takes the message over.
+  KoLNError(KoLNError&& other) noexcept = default;
+  /// Copies the record; where memory is short, without its message.
   KoLNError& operator=(const KoLNError& other);
-  KoLNError& operator=(KoLNError&& other) noexcept;
+  /// Takes the message over.
+  KoLNError& operator=(KoLNError&& other) noexcept = default;
 
   /// Records a Notes status. 0 stores the code and nothing else: an earlier error is not cleared.
   /// Any other status sets the record and fetches the status's text from Notes, which is empty when
@@ -58,10 +62,10 @@ class KOLN_API KoLNError {
   std::string GetMessage() const;
 
   /// The code: a Notes status with its flag bits, 0xFFFF for a custom message, 0 for none.
-  unsigned short GetErrorCode() const;
+  unsigned short GetErrorCode() const noexcept { return code_; }
 
   /// Whether an error has been recorded.
-  bool IsErrorSet() const;
+  bool IsErrorSet() const noexcept { return isSet_; }
 
  private:
   unsigned short code_;

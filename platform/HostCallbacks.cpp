@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "findDataPartition.h"
+#include "platform/HostQuestion.h"
 #include "platform/Text.h"
 
 KoLNLogCallback pLogCallback = nullptr;
@@ -30,31 +31,14 @@ void SetCheckConnectionCallback(KoLNCheckConnectionCallback callback) {
   pCheckConnectionCallback = callback;
 }
 
-namespace {
-
-// Asks the host; a callback that is missing or throws gives the answer of a host that is not there.
-template <typename... Arguments>
-bool ask(bool (*callback)(Arguments...), bool otherwise, Arguments... arguments) noexcept {
-  if (callback == nullptr) {
-    return otherwise;
-  }
-  try {
-    return callback(arguments...);
-  } catch (...) {
-    return otherwise;
-  }
-}
-
-}  // namespace
-
 bool QuitJob() {
-  return ask(pJobQuitCallback, true);
+  return koln::askHost(pJobQuitCallback, true);
 }
 bool SendDBMessage(char* message) {
-  return ask(pSendMsgCallback, true, message);
+  return koln::askHost(pSendMsgCallback, true, message);
 }
 bool CheckConnection() {
-  return ask(pCheckConnectionCallback, false);
+  return koln::askHost(pCheckConnectionCallback, false);
 }
 
 void LogMessage(const char* function, int level, const char* file, int line, const char* format,

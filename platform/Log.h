@@ -10,7 +10,7 @@
 
 #define KOLN_LOG(function, level, ...)                                \
   do {                                                                \
-    if (pLogCallback != nullptr) {                                    \
+    if (__builtin_expect(pLogCallback != nullptr, 0)) {               \
       LogMessage(function, level, sourceName, __LINE__, __VA_ARGS__); \
     }                                                                 \
   } while (false)

@@ -36,25 +36,29 @@ class [[nodiscard]] CallResult {
   STATUS status() const noexcept { return status_; }
 
   // Records a failure with the text that Notes has for it.
-  void record(KoLNError& error) const {
-    if (kind_ == Kind::Returned) {
-      error.SetError(status_);
-    } else {
-      recordCause(error);
-    }
-  }
+  void record(KoLNError& error) const { recordAll(*this, error); }
 
   // Records a failure with its code alone. A call that did not return has no code to record, so it
   // gets its message all the same.
-  void recordCode(KoLNError& error) const {
-    if (kind_ == Kind::Returned) {
-      error.SetErrorCode(status_);
+  void recordCode(KoLNError& error) const { recordCodeAlone(*this, error); }
+
+ private:
+  // Out of the way of what succeeds, and by value: a result then lives in two registers.
+  [[gnu::cold, gnu::noinline]] static void recordAll(CallResult call, KoLNError& error) {
+    if (call.kind_ == Kind::Returned) {
+      error.SetError(call.status_);
     } else {
-      recordCause(error);
+      call.recordCause(error);
+    }
+  }
+  [[gnu::cold, gnu::noinline]] static void recordCodeAlone(CallResult call, KoLNError& error) {
+    if (call.kind_ == Kind::Returned) {
+      error.SetErrorCode(call.status_);
+    } else {
+      call.recordCause(error);
     }
   }
 
- private:
   void recordCause(KoLNError& error) const {
     if (kind_ == Kind::Threw) {
       error.SetCustomMessage(
@@ -86,9 +90,12 @@ CallResult requireHandle(const CallResult& call, const Handle& handle) noexcept 
              : CallResult{call.function_, CallResult::Kind::NoHandle};
 }
 
+// The four ways to call. Always inlined: what is left is a test of the pointer and the call itself.
+
 template <typename... Parameters, typename... Arguments>
-CallResult callStatus(const char* name, STATUS (*function)(Parameters...),
-                      Arguments&&... arguments) noexcept {
+[[gnu::always_inline]] inline CallResult callStatus(const char* name,
+                                                    STATUS (*function)(Parameters...),
+                                                    Arguments&&... arguments) noexcept {
   if (function == nullptr) {
     return {name, CallResult::Kind::Unbound};
   }
@@ -100,8 +107,8 @@ CallResult callStatus(const char* name, STATUS (*function)(Parameters...),
 }
 
 template <typename... Parameters, typename... Arguments>
-CallResult callVoid(const char* name, void (*function)(Parameters...),
-                    Arguments&&... arguments) noexcept {
+[[gnu::always_inline]] inline CallResult callVoid(const char* name, void (*function)(Parameters...),
+                                                  Arguments&&... arguments) noexcept {
   if (function == nullptr) {
     return {name, CallResult::Kind::Unbound};
   }
@@ -115,8 +122,9 @@ CallResult callVoid(const char* name, void (*function)(Parameters...),
 
 // For a call whose value matters and whose failure must be told: `out` keeps its value then.
 template <typename Result, typename... Parameters, typename... Arguments>
-CallResult callInto(const char* name, Result& out, Result (*function)(Parameters...),
-                    Arguments&&... arguments) noexcept {
+[[gnu::always_inline]] inline CallResult callInto(const char* name, Result& out,
+                                                  Result (*function)(Parameters...),
+                                                  Arguments&&... arguments) noexcept {
   if (function == nullptr) {
     return {name, CallResult::Kind::Unbound};
   }
@@ -129,8 +137,8 @@ CallResult callInto(const char* name, Result& out, Result (*function)(Parameters
 }
 
 template <typename Result, typename... Parameters, typename... Arguments>
-Result callValue(Result otherwise, Result (*function)(Parameters...),
-                 Arguments&&... arguments) noexcept {
+[[gnu::always_inline]] inline Result callValue(Result otherwise, Result (*function)(Parameters...),
+                                               Arguments&&... arguments) noexcept {
   if (function == nullptr) {
     return otherwise;
   }
@@ -150,17 +158,27 @@ Function* bound(Function* function) {
   return function;
 }
 
-// Runs the body of a member that returns a record. Notes calls are caught where they are made; what
-// is left to catch here is memory running out in between.
-template <typename Body>
-KoLNError recorded(Body&& body) noexcept {
-  KoLNError error;
+// Records what is being caught.
+[[gnu::cold, gnu::noinline]] inline void recordThrown(KoLNError& error) noexcept {
   try {
-    body(error);
+    throw;
   } catch (const std::bad_alloc&) {
     error.SetCustomMessage("Out of memory.");
   } catch (...) {
     error.SetCustomMessage("Unexpected exception.");
+  }
+}
+
+// Runs the body of a member that returns a record. Notes calls are caught where they are made; what
+// is left to catch here is memory running out in between.
+// Always inlined: the body then finds what it has captured in registers.
+template <typename Body>
+[[gnu::always_inline]] inline KoLNError recorded(Body&& body) noexcept {
+  KoLNError error;
+  try {
+    body(error);
+  } catch (...) {
+    recordThrown(error);
   }
   return error;
 }

@@ -9,12 +9,8 @@
 #include "platform/Log.h"
 #include "platform/Text.h"
 
-KoLNError::KoLNError() : code_(0), isSet_(false), isNotesError_(true) {}
-
 KoLNError::KoLNError(unsigned short code, std::string message)
     : code_(code), message_(std::move(message)), isSet_(true), isNotesError_(true) {}
-
-KoLNError::~KoLNError() = default;
 
 KoLNError::KoLNError(const KoLNError& other)
     : code_(other.code_),
@@ -22,16 +18,15 @@ KoLNError::KoLNError(const KoLNError& other)
       isSet_(other.isSet_),
       isNotesError_(other.isNotesError_) {}
 
-KoLNError::KoLNError(KoLNError&& other) noexcept = default;
-
 KoLNError& KoLNError::operator=(const KoLNError& other) {
-  if (this != &other) {
-    *this = KoLNError(other);
+  code_ = other.code_;
+  isSet_ = other.isSet_;
+  isNotesError_ = other.isNotesError_;
+  if (!koln::assignText(message_, other.message_)) {
+    message_.clear();  // Lost, and not taken for the new record's.
   }
   return *this;
 }
-
-KoLNError& KoLNError::operator=(KoLNError&& other) noexcept = default;
 
 void KoLNError::SetError(unsigned short status) {
   isNotesError_ = true;
@@ -76,14 +71,6 @@ void KoLNError::SetCustomMessage(const char* format, ...) {
 
 std::string KoLNError::GetMessage() const {
   return koln::copyOf(message_);
-}
-
-unsigned short KoLNError::GetErrorCode() const {
-  return code_;
-}
-
-bool KoLNError::IsErrorSet() const {
-  return isSet_;
 }
 
 namespace koln {

@@ -4,6 +4,7 @@
 #define KOLN_PLATFORM_QUIT_REQUEST_H
 
 #include "findDataPartition.h"
+#include "platform/HostQuestion.h"
 
 namespace koln {
 
@@ -11,7 +12,10 @@ class QuitRequest {
  public:
   // Asks the host, unless it has said stop already.
   bool requested() {
-    remembered_ = remembered_ || QuitJob();
+    // As QuitJob asks, but in place: this is asked once an entry of what may be millions.
+    if (!remembered_ && askHost(pJobQuitCallback, true)) [[unlikely]] {
+      remembered_ = true;
+    }
     return remembered_;
   }
 

@@ -15,19 +15,22 @@ class TableScan {
   bool next(KoLNError& error) {
     const DWORD previous = id_;
     BOOL more = FALSE;
-    const CallResult scanned = KOLN_INTO(more, IDScan, table_, first_ ? TRUE : FALSE, &id_);
-    if (scanned.failed()) {
+    const CallResult scanned = KOLN_INTO(more, IDScan, table_, first_, &id_);
+    if (scanned.failed()) [[unlikely]] {
       scanned.record(error);
       failed_ = true;
       return false;
     }
-    if (more && !first_ && (id_ == previous || (id_ < previous && ++stepsBack_ > mostStepsBack))) {
+    if (!more) {
+      return false;
+    }
+    if (id_ <= previous && !isAllowedBack(previous)) [[unlikely]] {
       error.SetCustomMessage("The ID table does not end.");
       failed_ = true;
       return false;
     }
-    first_ = false;
-    return more != FALSE;
+    first_ = FALSE;
+    return true;
   }
 
   NOTEID id() const noexcept { return id_; }
@@ -38,9 +41,14 @@ class TableScan {
  private:
   static constexpr int mostStepsBack = 1000;
 
+  // Whether an ID that is not above the last may be taken all the same.
+  [[gnu::cold, gnu::noinline]] bool isAllowedBack(DWORD previous) {
+    return first_ || (id_ != previous && ++stepsBack_ <= mostStepsBack);
+  }
+
   const DHANDLE table_;
   DWORD id_ = 0;
-  bool first_ = true;
+  BOOL first_ = TRUE;
   int stepsBack_ = 0;
   bool failed_ = false;
 };

@@ -144,9 +144,12 @@ LibraryMemory::LibraryMemory(std::size_t firstRefused, bool andAllAfter) {
   if (library.begin == nullptr) {
     // By symbols looked up, as the executable's own addresses may be stubs, and that no sanitizer
     // has in the executable.
-    library = rangeOf(dlsym(RTLD_DEFAULT, "_ZN9KoLNErrorC1Ev"));
+    library = rangeOf(dlsym(RTLD_DEFAULT, "_ZN9KoLNError8SetErrorEt"));
     languageRuntime = rangeOf(dlsym(RTLD_DEFAULT, "_ZSt17__throw_bad_allocv"));
     c = rangeOf(dlsym(RTLD_DEFAULT, "gnu_get_libc_version"));
+    if (library.begin == nullptr || languageRuntime.begin == nullptr || c.begin == nullptr) {
+      std::abort();  // Nothing would ever be refused.
+    }
     void* frame = nullptr;
     backtrace(&frame, 1);  // The first call loads what unwinds.
   }
