@@ -42,7 +42,7 @@ std::uint64_t amountOf(const std::string& text, const std::array<Unit, count>& u
 }  // namespace
 
 std::uint64_t secondsFromAge(const std::string& text) {
-  constexpr std::uint64_t day = 24 * 60 * 60;
+  constexpr std::uint64_t day = std::uint64_t{24} * 60 * 60;
   constexpr std::array<Unit, 4> units = {
       {{'d', day}, {'w', 7 * day}, {'m', 30 * day}, {'y', 365 * day}}};
   return amountOf(text, units, false, "age",

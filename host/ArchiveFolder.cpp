@@ -36,7 +36,7 @@ std::string ArchiveFolder::unidOf(const std::string& marker) const {
 }
 
 bool ArchiveFolder::isFull() const noexcept {
-  constexpr std::uint64_t least = 64 * 1024;
+  constexpr std::uint64_t least = std::uint64_t{64} * 1024;
   struct statvfs disk = {};
   return statvfs(path_.c_str(), &disk) == 0 && std::uint64_t{disk.f_bavail} * disk.f_frsize < least;
 }

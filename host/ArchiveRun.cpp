@@ -131,7 +131,7 @@ void ArchiveRun::complete(const StagedNote& copy) {
 
 void ArchiveRun::checkStub(NOTEID id, const NoteFacts& facts) {
   const std::string unid = folder_.unidOf(*facts.stub);
-  if (unid.empty() || whole_.count(unid) != 0 || !told_.insert(unid).second) {
+  if (unid.empty() || whole_.contains(unid) || !told_.insert(unid).second) {
     return;  // Of another archive, or in order, or told already.
   }
   std::optional<StagedNote> copy;
@@ -170,7 +170,7 @@ void ArchiveRun::archive() {
           formula_, !watched(),
           [&](NOTEID id, const NoteFacts& facts) {
             chosen.push_back(id);
-            if (manifest_.entries().count(facts.unid) != 0) {
+            if (manifest_.entries().contains(facts.unid)) {
               anew.insert(facts.unid);
             }
           },

@@ -53,7 +53,7 @@ class Lines {
       }
       text_ += '\n';
     }
-    constexpr std::size_t enough = 32 * 1024;
+    constexpr std::size_t enough = std::size_t{32} * 1024;
     if (text_.size() > enough) {
       flush();
     }

@@ -233,7 +233,7 @@ std::string lines(const Note& note) {
     return fmt::format("{:<14}{}\n", name, shown(value.empty() ? "-" : value));
   };
   const NoteFacts& facts = note.facts;
-  constexpr unsigned long day = 24 * 60 * 60;
+  constexpr unsigned long day = 24UL * 60 * 60;
   std::string all =
       line("subject", facts.subject) + line("note ID", textFromNoteId(note.id)) +
       line("universal ID", facts.unid) + line("class", className(note.noteClass)) +

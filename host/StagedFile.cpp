@@ -27,7 +27,7 @@ constexpr std::size_t headerSize = 133;
 constexpr std::string_view magic = "KOLN staged note (DXL), version 001";
 // Behind it UNID, note ID, sequence, its time, length, CRC-32 and the header's own, a byte apart.
 static_assert(magic.size() + 1 + 33 + 9 + 9 + 17 + 11 + 9 + 9 == headerSize);
-constexpr std::size_t pieceSize = 256 * 1024;
+constexpr std::size_t pieceSize = std::size_t{256} * 1024;
 
 using File = std::unique_ptr<FILE, int (*)(FILE*)>;
 
@@ -59,7 +59,7 @@ std::string headerOf(const StagedNote& staged) {
 std::optional<StagedNote> parseHeader(const std::string& header) {
   std::size_t place = magic.size() + 1;
   const auto field = [&](std::size_t width, std::size_t gap = 1) {
-    const std::string text = header.substr(place, width);
+    std::string text = header.substr(place, width);
     place += width + gap;
     return text;
   };
@@ -238,7 +238,7 @@ NoteExporter::~NoteExporter() {
 
 StagedNote checkStagedFile(const std::string& path) {
   const File file = openForReading(path);
-  const StagedNote staged = readHeader(file.get(), path);
+  StagedNote staged = readHeader(file.get(), path);
   std::string piece(pieceSize, '\0');
   std::uint32_t checksum = 0;
   std::uint64_t bytes = 0;

@@ -18,7 +18,7 @@ namespace simulator {
 namespace {
 
 // Large, since the way to a place in an object takes the longer the farther it is.
-constexpr std::size_t ObjectPiece = 3 * 1024 * 1024;
+constexpr std::size_t ObjectPiece = std::size_t{3} * 1024 * 1024;
 
 DWORD randomWord() {
   static thread_local std::random_device device;

@@ -93,7 +93,7 @@ bool readSummary(const SearchCall& call, NoteHeader& note, SummaryBuilder& summa
   StoreLease store = requireStore(call.handle);
   std::optional<NoteHeader> now = store->note(note.id);
   if (!now || (now->deleted && !note.deleted)) return false;
-  note = std::move(*now);
+  note = *now;
   for (const NoteItem& item : store->summaryItems(note.id))
     summary.add(item.name, item.type, item.value.data(), item.value.size());
   return true;

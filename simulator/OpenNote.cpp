@@ -19,7 +19,7 @@ namespace simulator {
 namespace {
 
 constexpr std::size_t LongestName = MAXPATH - 1;
-constexpr std::size_t LargestSummaryValue = 32 * 1024;
+constexpr std::size_t LargestSummaryValue = std::size_t{32} * 1024;
 
 // Blocks of items begin with bytes that mean nothing, so that a host that leaves `block` out of an
 // address is found out.
@@ -103,7 +103,7 @@ void requireFitting(const NoteItem& item) {
 NoteHeader requireLiving(std::optional<NoteHeader> header, STATUS unknown) {
   if (!header) throw StatusError(unknown, "no such note");
   if (header->deleted) throw StatusError(ERR_NOTE_DELETED, "a deletion stub");
-  return *std::move(header);
+  return *header;
 }
 
 std::string describe(NOTEHANDLE note, const char* what) {
@@ -115,7 +115,7 @@ std::string describe(NOTEHANDLE note, const char* what) {
 // ---- an open note -------------------------------------------------------------------------------
 
 OpenNote::OpenNote(DBHANDLE database, NoteHeader noteHeader, std::vector<NoteItem> items)
-    : header(std::move(noteHeader)),
+    : header(noteHeader),
       opened(header.originator),
       database_(database),
       openDatabase_(requireDatabase(database)),
