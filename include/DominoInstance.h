@@ -112,16 +112,22 @@ class KOLN_API KoLNInstance {
   KoLNError RepairDB(std::string& databasePath);
   /// @}
 
+  /// The server's name, as the constructor was given it.
   std::string GetServerName();
 
   /// The data directory: from the configuration, and after the runtime's start as that reports it.
   std::string GetDataDirectory();
 
+  /// Sets what `GetDataDirectory` tells. The configuration is not changed, and `GetDetails` sets it
+  /// anew.
   void SetDataDirectory(std::string directory);
 
-  /// Sets the Domino program (home) directory.
+  /// Sets the Domino program (home) directory, which `InitializeNotesEnv` hands to the runtime; the
+  /// runtime is loaded from the configured one all the same. `GetDetails` sets it anew.
   void SetExePath(std::string path);
 
+  /// Sets the path of notes.ini that `InitializeNotesEnv` hands to the runtime. `GetDetails` sets it
+  /// anew.
   void SetNotesIniPath(std::string path);
 
  private:

@@ -60,9 +60,11 @@ typedef WORD BLOCK;
 typedef DWORD FONTID;
 
 #ifndef FALSE
+/// The BOOL that is not true.
 #define FALSE 0
 #endif
 #ifndef TRUE
+/// One of the BOOLs that are true: compare with `FALSE`.
 #define TRUE 1
 #endif
 
@@ -78,11 +80,13 @@ struct TIMEDATE {
 
 typedef TIMEDATE DBID;
 
+/// A range of times, as a `RANGE` holds them.
 struct TIMEDATE_PAIR {
   TIMEDATE Lower;
   TIMEDATE Upper;
 };
 
+/// A range of numbers.
 struct NUMBER_PAIR {
   NUMBER Lower;
   NUMBER Upper;
@@ -126,6 +130,7 @@ struct TIME {
   TIMEDATE GM;
 };
 
+/// How a time is shown: `TDFMT_`, `TTFMT_`, `TZFMT_` and `TSFMT_` numbers.
 struct TFMT {
   BYTE Date;
   BYTE Time;
@@ -133,6 +138,7 @@ struct TFMT {
   BYTE Structure;
 };
 
+/// How a number is shown.
 struct NFMT {
   BYTE Digits;
   BYTE Format;
@@ -142,6 +148,7 @@ struct NFMT {
 
 enum : std::size_t { ISTRMAX = 5, YTSTRMAX = 32 };
 
+/// The settings of the server's country.
 struct INTLFORMAT {
   WORD Flags;
   BYTE CurrencyDigits;
@@ -166,6 +173,7 @@ struct UNIVERSALNOTEID {
 };
 typedef UNIVERSALNOTEID UNID;
 
+/// Identity and version of a note: its universal ID, how often it was updated, and when last.
 struct ORIGINATORID {
   TIMEDATE File;
   TIMEDATE Note;  ///< Creation time of the note.
@@ -174,6 +182,7 @@ struct ORIGINATORID {
 };
 typedef ORIGINATORID OID;
 
+/// A note of a database; `Note` is when it was last modified in this file.
 struct GLOBALINSTANCEID {
   TIMEDATE File;
   TIMEDATE Note;
@@ -190,6 +199,7 @@ struct SEARCH_MATCH {
   WORD SummaryLength;
 };
 
+/// What makes a database a replica of others.
 struct DBREPLICAINFO {
   TIMEDATE ID;
   WORD Flags;
@@ -216,11 +226,13 @@ struct BLOCKID {
   BLOCK block;
 };
 
+/// The value of a `TYPE_OBJECT` item, behind its type word.
 struct OBJECT_DESCRIPTOR {
   WORD ObjectType;
   DWORD RRV;  ///< Object ID in this database.
 };
 
+/// An attached file: the name stands behind it, the bytes are an object of the database.
 struct FILEOBJECT {
   OBJECT_DESCRIPTOR Header;
   WORD FileNameLength;
@@ -235,6 +247,7 @@ struct FILEOBJECT {
 
 enum : std::size_t { MAXTUMBLERLEVELS = 32 };
 
+/// A place in a collection, as in "2.1.7".
 struct COLLECTIONPOSITION {
   WORD Level;  ///< Levels in use minus 1.
   BYTE MinLevel;
@@ -242,6 +255,7 @@ struct COLLECTIONPOSITION {
   DWORD Tumbler[MAXTUMBLERLEVELS];
 };
 
+/// Numbers of an entry for index functions in column texts.
 struct INDEXSPECIALINFO {
   DWORD IndexSiblings;
   DWORD IndexChildren;
@@ -249,11 +263,13 @@ struct INDEXSPECIALINFO {
   WORD IndexAnyUnread;
 };
 
+/// Begins every view format; read it first, other versions differ behind it.
 struct VIEW_FORMAT_HEADER {
   BYTE Version;
   BYTE ViewStyle;
 };
 
+/// The item "$ViewFormat": this, then the columns, then their texts in the same order.
 struct VIEW_TABLE_FORMAT {
   VIEW_FORMAT_HEADER Header;
   WORD Columns;
@@ -262,6 +278,7 @@ struct VIEW_TABLE_FORMAT {
   WORD Flags2;
 };
 
+/// One column of a view; its four texts have the lengths that stand here.
 struct VIEW_COLUMN_FORMAT {
   WORD Signature;
   WORD Flags1;
@@ -290,11 +307,13 @@ struct BSIG {
   BYTE Length;
 };
 
+/// Rich text record: text in one font, which stands behind it.
 struct CDTEXT {
   WSIG Header;
   FONTID FontID;
 };
 
+/// Rich text record: what follows can be clicked.
 struct CDHOTSPOTBEGIN {
   WSIG Header;
   WORD Type;
@@ -302,10 +321,12 @@ struct CDHOTSPOTBEGIN {
   WORD DataLength;
 };
 
+/// Rich text record: the end of a hotspot.
 struct CDHOTSPOTEND {
   BSIG Header;
 };
 
+/// Rich text record: a button, whose label stands behind it.
 struct CDBUTTON {
   WSIG Header;
   WORD Flags;
@@ -315,6 +336,7 @@ struct CDBUTTON {
   FONTID FontID;
 };
 
+/// A `FONTID`, byte by byte.
 struct FONTIDFIELDS {
   BYTE Face;
   BYTE Attrib;
@@ -322,6 +344,7 @@ struct FONTIDFIELDS {
   BYTE PointSize;
 };
 
+/// The value of a `TYPE_MIME_PART` item: this, then boundary, headers and body.
 struct MIME_PART {
   WORD wVersion;
   DWORD dwFlags;
@@ -334,6 +357,7 @@ struct MIME_PART {
   DWORD dwSpare;
 };
 
+/// Properties of a DXL importer; `KoLNUtilities::CreateDXLImporter` sets some of them.
 enum DXL_IMPORT_PROPERTY {
   iACLImportOption = 1,
   iDesignImportOption = 2,
@@ -349,6 +373,7 @@ enum DXL_IMPORT_PROPERTY {
   iImportedNoteList = 12
 };
 
+/// Properties of a DXL exporter; `KoLNUtilities::CreateDXLExporter` sets some of them.
 enum DXL_EXPORT_PROPERTY {
   eDxlExportResultLog = 1,
   eDefaultDoctypeSYSTEM = 2,
@@ -767,6 +792,7 @@ const WORD VCF1_M_NoResize = 0x0080;
 const WORD VCF1_M_ResortAscending = 0x0100;
 const WORD VCF1_M_ResortDescending = 0x0200;
 const WORD VCF1_M_Twistie = 0x0400;
+/// A pattern for `KO_NIFFindDesignNoteExt`: what has none of these letters in "$Flags".
 #define DFLAGPAT_VIEWS_AND_FOLDERS "-G40n^"
 /// @}
 
@@ -934,14 +960,19 @@ const std::size_t KOLN_NOTES_FUNCTION_COUNT = 119;
 // ---------------------------------------------------------------------------------------------
 
 extern "C" {
+/// Gets each match of a search. Match and buffer are the runtime's and end with the call.
 typedef STATUS (*NSFSEARCHPROC)(void* EnumRoutineParameter, SEARCH_MATCH* SearchMatch,
                                 ITEM_TABLE* SummaryBuffer);
+/// Gets each item of a note. Name and value are not terminated and must not be changed.
 typedef STATUS (*NSFITEMSCANPROC)(WORD Spare, WORD ItemFlags, char* Name, WORD NameLength,
                                   void* Value, DWORD ValueLength, void* RoutineParameter);
+/// Gets each profile note. The names are not terminated.
 typedef STATUS (*NSFPROFILEENUMPROC)(DBHANDLE hDB, void* Ctx, char* ProfileName,
                                      WORD ProfileNameLength, char* UserName, WORD UserNameLength,
                                      NOTEID ProfileNoteID);
+/// Writes up to `length` bytes of DXL to the buffer. @return How many; 0 ends the import.
 typedef DWORD (*XML_READ_FUNCTION)(BYTE* pBuffer, DWORD length, void* pAction);
+/// Takes a piece of DXL, which is not terminated.
 typedef void (*XML_WRITE_FUNCTION)(const BYTE* pBuffer, DWORD length, void* pAction);
 }
 
@@ -949,8 +980,9 @@ typedef void (*XML_WRITE_FUNCTION)(const BYTE* pBuffer, DWORD length, void* pAct
 // The one list of the bound functions, in binding order (by name without regard to case)
 // ---------------------------------------------------------------------------------------------
 
-// X(result, name, (parameters)). Declarations, definitions, the binding loop and the test doubles
-// all come from this list; no name is written a second time.
+/// X(result, name, (parameters)). Declarations, definitions, the binding loop and the test doubles
+/// all come from this list; no name is written a second time. For each of them there is a pointer
+/// `KO_name`, such as `KO_NSFDbOpen`.
 // clang-format off
 #define KOLN_NOTES_FUNCTIONS(X) \
   X(STATUS, ConvertTextToTIMEDATE, (const void* IntlFormat, const TFMT* TextFormat, char** Text, WORD MaxLength, TIMEDATE* retTIMEDATE)) \

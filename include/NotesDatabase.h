@@ -53,14 +53,15 @@ class KOLN_API KoLNDatabase {
   /// @param name        Path in UTF-8, relative to the data directory or absolute.
   /// @param overNetwork True reaches it through the object's server name.
   /// @return As `Open()`; also the error of `KoLNUtilities::MakeNetworkPath`. A path that cannot be
-  ///         translated is logged and tried all the same with what was translated of it. **If that is
-  ///         nothing, Notes opens the data directory.**
+  ///         translated is logged and tried all the same, with what was translated of it. **If that
+  ///         is nothing, Notes opens the data directory.**
   KoLNError Open(std::string name, bool overNetwork);
 
   /// Closes the database; on a closed object it succeeds and does nothing. On failure `SetError`,
   /// and the database stays open. Nothing is logged.
   KoLNError Close();
 
+  /// The name that the constructor was given.
   std::string GetName();
 
   /// The Notes handle; 0 when closed. It stays the object's.
@@ -313,9 +314,14 @@ class KOLN_API KoLNDatabase {
 
   /// @name Reserved; each does nothing and succeeds
   /// @{
+
+  /// Reserved.
   KoLNError CheckDXLErrorLog(DWORD log);
+  /// Reserved; `ReadAcl` reads the access list.
   KoLNError ExportACL();
+  /// Reserved; `acl` stays as it is.
   KoLNError ExportACL(DWORD& acl);
+  /// Reserved; `KoLNDocument::Import` imports.
   KoLNError ImportAllDataDocuments();
   /// @}
 
@@ -354,8 +360,11 @@ class KOLN_API KoLNDatabase {
 /// failures are recorded with `SetError` and logged at level 0 unless said otherwise.
 class KOLN_API KoLNView {
  public:
+  /// @param db       Open already: its handle is taken over now.
   /// @param viewName UTF-8; of names with "|" between them the last is the one that counts.
   KoLNView(KoLNDatabase& db, std::string viewName);
+
+  /// The same for a view whose note ID is known; `FindID` is then not needed.
   KoLNView(KoLNDatabase& db, unsigned int viewNoteID);
 
   /// Closes the view's note and drops the result.
@@ -455,8 +464,8 @@ KOLN_API unsigned char* convertTimeRange(unsigned char* value, char* text);
 
 /// A code and what it is called.
 struct CodeName {
-  DWORD code;
-  const char* name;
+  DWORD code;        ///< 0xFFFFFFFF closes a table.
+  const char* name;  ///< ASCII, of static life.
 };
 
 /// @name Names of codes

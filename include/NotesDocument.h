@@ -23,8 +23,11 @@ struct KOLN_API ATTACHMENT {
   ATTACHMENT();
   /// Where memory is short the copy has no name.
   ATTACHMENT(const ATTACHMENT& other);
+  /// The same; the name is then empty.
   ATTACHMENT& operator=(const ATTACHMENT& other);
+  /// Takes the name over.
   ATTACHMENT(ATTACHMENT&& other) noexcept;
+  /// Takes the name over.
   ATTACHMENT& operator=(ATTACHMENT&& other) noexcept;
 
   /// Whether all five fields are equal; the times are compared by Notes (`KO_TimeDateCompare`).
@@ -34,16 +37,17 @@ struct KOLN_API ATTACHMENT {
 
 /// The facts about a note on which a host decides whether to archive it.
 struct KOLN_API DbMigrateCriteria {
-  TIMEDATE CreationTime;
-  TIMEDATE ModifiedTime;
-  TIMEDATE LastAccessedTime;
-  int MessageBodySize;    ///< Bytes; the library does not fill it.
-  int AttachmentSize;     ///< Sum of the attachments' sizes in bytes.
-  int AttachmentNumbers;  ///< How many attachments.
-  std::vector<ATTACHMENT> Attachments;
+  TIMEDATE CreationTime;                ///< As `KoLNDocument::GetCreationTime` tells it.
+  TIMEDATE ModifiedTime;                ///< As `KoLNDocument::GetModifiedTime` tells it.
+  TIMEDATE LastAccessedTime;            ///< As `KoLNDocument::GetLastAccessedTime` tells it.
+  int MessageBodySize;                  ///< Bytes; the library does not fill it.
+  int AttachmentSize;                   ///< Sum of the attachments' sizes in bytes.
+  int AttachmentNumbers;                ///< How many attachments.
+  std::vector<ATTACHMENT> Attachments;  ///< One for each, in the order of the note.
 
   /// Everything zero and empty.
   DbMigrateCriteria();
+  /// Copies every field. Where memory is short the copy has no attachments.
   DbMigrateCriteria(const DbMigrateCriteria& other);
 
   /// Copies every field. Assigning an object to itself changes nothing.
@@ -157,6 +161,7 @@ class KOLN_API KoLNDocument {
   /// When the note was last modified in this file.
   KoLNError GetModifiedTime(TIMEDATE& time);
 
+  /// When the note was last read or written, as far as the database keeps that.
   KoLNError GetLastAccessedTime(TIMEDATE& time);
 
   /// Seconds since the note was last modified anywhere, or since it was delivered. A time that lies
@@ -263,11 +268,11 @@ class KOLN_API KoLNDocument {
 
  protected:
   // The fields stand in a fixed order: hosts embed these objects.
-  NOTEID noteId_;
-  UNIVERSALNOTEID unid_;
-  NOTEHANDLE note_;
-  std::string unusedText_;
-  DBHANDLE db_;
+  NOTEID noteId_;           ///< 0: none.
+  UNIVERSALNOTEID unid_;    ///< For `OpenByUNID`.
+  NOTEHANDLE note_;         ///< The object's own; 0 when the note is closed.
+  std::string unusedText_;  ///< Keeps its place, nothing else.
+  DBHANDLE db_;             ///< The caller's.
 };
 
 /// A document of a mailbox or application on its way into an archive: what it holds, what has to
@@ -276,8 +281,12 @@ class KOLN_API KoLNDocument {
 /// All members need the note (5051, `SetError`), unless said otherwise. Names and texts are LMBCS.
 class KOLN_API KoLNDataDocument : public KoLNDocument {
  public:
+  /// A document of no database.
   KoLNDataDocument();
+
+  /// @param db Stays the caller's. @param id The note's ID; 0 for one that is yet to be created.
   KoLNDataDocument(DBHANDLE db, NOTEID id);
+
   ~KoLNDataDocument() override;
 
   /// Gives the object another note ID; an open note stays open.
@@ -377,9 +386,14 @@ class KOLN_API KoLNDataDocument : public KoLNDocument {
 
   /// @name Reserved; each does nothing, needs nothing and succeeds
   /// @{
+
+  /// Reserved.
   KoLNError StubNote();
+  /// Reserved.
   KoLNError PruneStub();
+  /// Reserved; `details` stays as it is.
   KoLNError GetStubDetails(std::string& details);
+  /// Reserved; nothing is read.
   KoLNError SetStubDetails(unsigned char* details, int length);
   /// @}
 };
@@ -403,7 +417,9 @@ class KOLN_API KoLNDesignDocument : public KoLNDocument {
 
 /// A button of two inches. @param label LMBCS; null counts as empty.
 KOLN_API STATUS PutButton(char** dest, char* label, WORD room, WORD* total);
+/// The end of a hotspot, as buttons have it.
 KOLN_API STATUS PutHotSpotEnd(char** dest, WORD room, WORD* total);
+/// The end of a hotspot of the V4 kind, as links have it.
 KOLN_API STATUS PutV4HotSpotEnd(char** dest, WORD room, WORD* total);
 
 /// A piece of text. @param text LMBCS; null counts as empty. @param style 11: bold and underlined;

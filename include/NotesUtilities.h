@@ -56,7 +56,7 @@ struct DBNAME {
 /// Where a user's archive mailbox lies: base directory "/" archive folder "/" prefix, name, suffix.
 struct ArchiveMailBoxInfoStruct {
   std::string archiveFolder;  ///< Relative to the base directory.
-  std::string namePrefix;
+  std::string namePrefix;     ///< In front of the user's name; may be empty.
   std::string nameSuffix;     ///< Typically ".nsf".
   std::string baseDirectory;  ///< Absolute.
 };
@@ -175,6 +175,7 @@ class KOLN_API KoLNUtilities {
   /// The Julian day of a time.
   DWORD ExtractJulianDate(const TIMEDATE* time);
 
+  /// The time of the runtime's clock, to a hundredth of a second.
   void GetCurrentTimeDate(TIMEDATE* out);
 
   /// `a` minus `b` in seconds.
@@ -183,6 +184,8 @@ class KOLN_API KoLNUtilities {
   /// -1, 0 or 1. 0 as well when the call throws.
   int CompareTimeDate(TIMEDATE* a, TIMEDATE* b);
 
+  /// The settings of the server's country: separators, words, zone. @param out Receives the whole
+  /// structure.
   void GetIntlDateTimeFormat(INTLFORMAT* out);
 
   /// Does nothing.

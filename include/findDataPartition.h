@@ -37,9 +37,14 @@ typedef bool (*KoLNCheckConnectionCallback)();
 
 /// @name Callback slots, null until the host sets them
 /// @{
+
+/// What `SetLogCallback` set.
 extern KOLN_API KoLNLogCallback pLogCallback;
+/// What `SetJobQuitCallback` set.
 extern KOLN_API KoLNJobQuitCallback pJobQuitCallback;
+/// What `SetSendMsgCallback` set.
 extern KOLN_API KoLNSendMsgCallback pSendMsgCallback;
+/// What `SetCheckConnectionCallback` set.
 extern KOLN_API KoLNCheckConnectionCallback pCheckConnectionCallback;
 /// @}
 
@@ -55,9 +60,14 @@ extern KOLN_API int numOfDbBackedUp;    ///< Initially 0.
 /// Each replaces the earlier callback; null takes it away. Call them once, after loading the
 /// library and before the first instance object, on the thread that starts the process.
 /// @{
+
+/// Sets who receives the log lines.
 KOLN_API void SetLogCallback(KoLNLogCallback callback);
+/// Sets who says whether the job is to stop.
 KOLN_API void SetJobQuitCallback(KoLNJobQuitCallback callback);
+/// Sets who delivers messages to the managing server.
 KOLN_API void SetSendMsgCallback(KoLNSendMsgCallback callback);
+/// Sets who says whether the session to the managing server is lost.
 KOLN_API void SetCheckConnectionCallback(KoLNCheckConnectionCallback callback);
 /// @}
 
@@ -153,6 +163,7 @@ KOLN_API void KONormalizeText(char* text);
 
 /// @name State of the plain-function start
 /// @{
+
 /// The two texts that `initializeWithPartition` passes to the runtime: the home directory, and "="
 /// with the path of notes.ini.
 extern KOLN_API char noteInitArgv[2][1024];
