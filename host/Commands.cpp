@@ -16,10 +16,12 @@ Command views(CLI::App& parent, Options& options);
 Command index(CLI::App& parent, Options& options);
 Command notes(CLI::App& parent, Options& options);
 Command archive(CLI::App& parent, Options& options);
+Command survey(CLI::App& parent, Options& options);
 Command backup(CLI::App& parent, Options& options);
 Command restore(CLI::App& parent, Options& options);
 Command exportNotes(CLI::App& parent, Options& options);
 Command importNotes(CLI::App& parent, Options& options);
+Command doctor(CLI::App& parent, Options& options);
 
 std::vector<Command> addCommands(CLI::App& koln, Options& options) {
   // One command at most: a word of its own that reads like another command stays its word.
@@ -41,10 +43,12 @@ std::vector<Command> addCommands(CLI::App& koln, Options& options) {
       index(koln, options),
       notes(koln, options),
       archive(koln, options),
+      survey(koln, options),
       backup(koln, options),
       restore(koln, options),
       exportNotes(koln, options),
       importNotes(koln, options),
+      doctor(koln, options),
   };
 }
 

@@ -23,32 +23,6 @@ constexpr const char* forDetail = "--debug-log stderr shows the detail";
 
 // ---- means --------------------------------------------------------------------------------------
 
-struct Value {
-  std::optional<std::string> text;
-  std::string reason;  // Why there is none.
-};
-
-Value configured(const std::string& key, const std::string& name) {
-  char text[1024 + 1] = {};
-  unsigned int length = sizeof text - 1;
-  KOPlatformInfo store(0, 1);
-  store.setFocus(KOPI_Focus::getFocus());
-  if (store.getString(key.c_str(), name.c_str(), text, length) != 0) {
-    return {std::string(text), {}};
-  }
-  const char* const reason = store.getLastErrorMsg();
-  return {std::nullopt, reason != nullptr ? reason : ""};
-}
-
-std::string configurationFile() {
-  const char* const path = std::getenv("KOLN_CONFIG");
-  return path != nullptr && *path != '\0' ? path : "/etc/koln/registry.conf";
-}
-
-bool readable(const std::string& path) noexcept {
-  return euidaccess(path.c_str(), R_OK) == 0;
-}
-
 bool isUnset(const char* variable) noexcept {
   const char* const value = std::getenv(variable);
   return value == nullptr || *value == '\0';
@@ -102,7 +76,7 @@ class Preparation {
  private:
   Finding home() {
     const std::string name = data_ + "_sDominoHomeDir";
-    const Value value = configured(key_, name);
+    const Configured value = configured(key_, name);
     if (!value.text) {
       return withoutHome(name, value.reason);
     }
@@ -163,7 +137,7 @@ class Preparation {
   }
 
   Finding library() {
-    library_ = home_ + "/notes/latest/linux/libnotes.so";
+    library_ = runtimeDirectory(home_) + "/libnotes.so";
     if (access(library_.c_str(), F_OK) == 0) {
       return std::nullopt;
     }
@@ -203,17 +177,17 @@ class Preparation {
   Finding partition() {
     const std::string number = configured(key_, data_).text.value_or("0");
     const std::string dataName = "sDominoDataDir_" + number;
-    const Value data = configured(key_, dataName);
+    const Configured data = configured(key_, dataName);
     if (!data.text) {
       return lacking(dataName, data.reason);
     }
     actualData_ = *data.text;
     const std::string homeName = actualData_ + "_sDominoHomeDir";
-    if (const Value home = configured(key_, homeName); !home.text) {
+    if (const Configured home = configured(key_, homeName); !home.text) {
       return lacking(homeName, home.reason);
     }
     const std::string userName = "sDominoUser_" + number;
-    const Value user = configured(key_, userName);
+    const Configured user = configured(key_, userName);
     if (!user.text) {
       return lacking(userName, user.reason);
     }
@@ -287,6 +261,31 @@ class Preparation {
 };
 
 }  // namespace
+
+Configured configured(const std::string& key, const std::string& name) {
+  char text[1024 + 1] = {};
+  unsigned int length = sizeof text - 1;
+  KOPlatformInfo store(0, 1);
+  store.setFocus(KOPI_Focus::getFocus());
+  if (store.getString(key.c_str(), name.c_str(), text, length) != 0) {
+    return {std::string(text), {}};
+  }
+  const char* const reason = store.getLastErrorMsg();
+  return {std::nullopt, reason != nullptr ? reason : ""};
+}
+
+std::string configurationFile() {
+  const char* const path = std::getenv("KOLN_CONFIG");
+  return path != nullptr && *path != '\0' ? path : "/etc/koln/registry.conf";
+}
+
+bool readable(const std::string& path) noexcept {
+  return euidaccess(path.c_str(), R_OK) == 0;
+}
+
+std::string runtimeDirectory(const std::string& home) {
+  return home + "/notes/latest/linux";
+}
 
 void forgetUserSwitch() {
   unsetenv(setAfterSwitch);  // The library sets it anyway.

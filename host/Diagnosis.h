@@ -7,10 +7,29 @@
 
 #include <koln.h>
 
+#include <optional>
+#include <string>
+
 #include "Failure.h"
 #include "Options.h"
 
 namespace host {
+
+/// A value of the configuration store, or why there is none.
+struct Configured {
+  std::optional<std::string> text;
+  std::string reason;
+};
+Configured configured(const std::string& key, const std::string& name);
+
+/// Where the embedded support library looks for the configuration.
+std::string configurationFile();
+
+/// Whether this process may read a file; if not, `errno` says why.
+bool readable(const std::string& path) noexcept;
+
+/// Where a Domino home directory holds libnotes.so and the programs.
+std::string runtimeDirectory(const std::string& home);
 
 /// To be called before `KoLNInstance::Initialize`, so that it can be seen later how far that came.
 void forgetUserSwitch();

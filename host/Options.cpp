@@ -28,6 +28,9 @@ constexpr const char* footer = R"(Examples:
   # One JSON object a line, here the paths only.
   koln --data /local/notesdata discover databases --json | jq -r .path
 
+  # What stands between koln and the server, and what to do about it.
+  koln --data /local/notesdata doctor
+
   # Without a server: make a simulated one, which shows the line to run next.
   koln-simulate create /tmp/partition --mailboxes 20 --notes 10 --seed 1
 
@@ -35,7 +38,10 @@ Environment:
   KOLN_DATA       data directory, if neither --data nor --instance is given
   KOLN_CONFIG     configuration file, if --config is not given
   KOLN_DEBUG_LOG  debug log, if --debug-log is not given
-  NO_COLOR        set: no bold heading
+  KOLN_FOCUS      name of the configuration context in the debug log
+  LD_LIBRARY_PATH, PATH
+                  must be set; the library adds the server's directories
+  NO_COLOR        set: no colours and no bold heading on a terminal
 
 Exit codes:
   0 done           1 failed                2 wrong usage
@@ -100,11 +106,24 @@ void nameInstance(Options& options, const CLI::Option& data, const CLI::Option& 
   options.instanceName = fmt::format("Domino{}{}", delimiter, options.dataDirectory);
 }
 
+Failure wrongUsage(const CLI::App& app, const CLI::ParseError& error) {
+  std::string line = error.what();
+  std::replace(line.begin(), line.end(), '\n', ' ');
+  if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {  // Which has them backwards.
+    line = fmt::format("not expected: {}", fmt::join(app.remaining(true), " "));
+  }
+  std::string command = "koln";
+  for (const CLI::App* words = &app; !words->get_subcommands().empty();) {
+    words = words->get_subcommands().front();
+    command += ' ' + words->get_name();
+  }
+  return {ExitCode::WrongUsage, fmt::format("{}; '{} --help' shows the usage", line, command)};
+}
+
 }  // namespace
 
 std::function<ExitCode()> parseCommandLine(int argc, char** argv, Options& options) {
   CLI::App app(description, "koln");
-  app.footer(footer);
   app.fallthrough();
   app.get_formatter()->column_width(22);
   app.set_version_flag("--version", "koln " KOLN_VERSION);
@@ -122,10 +141,16 @@ std::function<ExitCode()> parseCommandLine(int argc, char** argv, Options& optio
       ->capture_default_str();
   app.add_option("--server", options.serverName, "name of the server, as in CN=Mail/O=Org")
       ->type_name("NAME");
-  app.add_option("--config", options.configurationFile, "configuration file")->type_name("FILE");
+  const CLI::Validator notEmpty(
+      [](const std::string& text) { return text.empty() ? "the name is empty" : std::string(); },
+      "");
+  app.add_option("--config", options.configurationFile, "configuration file")
+      ->type_name("FILE")
+      ->check(notEmpty);
   app.add_option("--debug-log", options.debugLog,
                  "where all detail goes: a file, stderr, or none (default)")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(notEmpty);
   app.add_option("--log-level", options.logLevel,
                  "which lines of the library go to stderr: -1 errors only, 0 ordinary ones too, "
                  "up to 4 everything")
@@ -134,6 +159,7 @@ std::function<ExitCode()> parseCommandLine(int argc, char** argv, Options& optio
       ->capture_default_str();
 
   const std::vector<Command> commands = addCommands(app, options);
+  app.footer(footer);  // Only now: the commands would have it as well.
 
   try {
     app.parse(argc, argv);
@@ -143,11 +169,7 @@ std::function<ExitCode()> parseCommandLine(int argc, char** argv, Options& optio
     writeResult(text.str());
     return nullptr;
   } catch (const CLI::ParseError& error) {
-    std::string line = error.what();
-    for (std::size_t place = 0; (place = line.find('\n', place)) != std::string::npos;) {
-      line.replace(place, 1, " ");
-    }
-    throw Failure(ExitCode::WrongUsage, line + "; 'koln --help' shows the usage with examples");
+    throw wrongUsage(app, error);
   }
   const auto given = std::find_if(commands.begin(), commands.end(),
                                   [](const Command& command) { return command.words->parsed(); });

@@ -78,8 +78,7 @@ std::string Output::heading() const {
   names.title = "TITLE";
   names.replicaId = "REPLICA ID";
   names.extra = "OWNER";
-  const char* const noColor = std::getenv("NO_COLOR");
-  const bool bold = terminal_ && (noColor == nullptr || *noColor == '\0');
+  const bool bold = colourful();
   return fmt::format("{}{}{}\n", bold ? "\033[1m" : "", row(names), bold ? "\033[m" : "");
 }
 
@@ -104,6 +103,11 @@ std::string Output::row(const DiscoveryRecord& record) const {
       columns_ == Columns::Owned ? blanks + shown(record.extra) : std::string();
   return beginning + cell(record.title, titleWidth, terminal_) + blanks +
          cell(record.replicaId, owner.empty() ? 0 : replicaIdWidth, false) + owner;
+}
+
+bool colourful() noexcept {
+  const char* const noColor = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) == 1 && (noColor == nullptr || *noColor == '\0');
 }
 
 void writeResult(std::string_view text) {

@@ -48,6 +48,9 @@ class Output {
   int error_ = 0;
 };
 
+/// Whether the result may have colours: a terminal takes it and NO_COLOR is not set.
+bool colourful() noexcept;
+
 /// Writes a result that is one text. @throws Failure if that is not possible.
 void writeResult(std::string_view text);
 

@@ -1,6 +1,7 @@
 // koln: the reference host of libkoln. It shows the whole road of a host: callbacks, instance,
 // runtime, work, end.
 #include <exception>
+#include <new>
 #include <string>
 
 #include "Console.h"
@@ -34,8 +35,11 @@ int main(int argc, char** argv) {
   } catch (const host::Failure& failure) {
     host::Console::get().line(std::string("koln: ") + failure.what());
     code = failure.code();
+  } catch (const std::bad_alloc&) {
+    host::Console::get().line("koln: out of memory; end other programs or raise the limit");
   } catch (const std::exception& error) {
-    host::Console::get().line(std::string("koln: ") + error.what());
+    host::Console::get().line(std::string("koln: ") + error.what() +
+                              "; --debug-log stderr shows the detail");
   }
   return static_cast<int>(code);
 }
