@@ -33,7 +33,7 @@ class Fastest : public benchmark::BenchmarkReporter {
 
 int bench::measureTime(const Pairs& pairs, int argc, char** argv) {
   std::vector<char*> arguments(argv, argv + argc);
-  std::vector<std::string> defaults = {"--benchmark_repetitions=7", "--benchmark_min_time=0.01",
+  std::vector<std::string> defaults = {"--benchmark_repetitions=25", "--benchmark_min_time=0.01",
                                        "--benchmark_enable_random_interleaving=true"};
   for (std::string& text : defaults) arguments.insert(arguments.begin() + 1, text.data());
   int count = static_cast<int>(arguments.size());
