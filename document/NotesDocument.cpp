@@ -167,12 +167,10 @@ KoLNError KoLNDocument::Open(WORD flags) {
       return;
     }
     closeBefore(note_);
-    NOTEHANDLE opened = NULLHANDLE;
-    const koln::CallResult result = KOLN_STATUS(NSFNoteOpen, db_, noteId_, flags, &opened);
+    const koln::CallResult result = KOLN_STATUS(NSFNoteOpen, db_, noteId_, flags, &note_);
     if (result.failed()) [[unlikely]] {
+      note_ = NULLHANDLE;  // What a failed call leaves there is none.
       tellFailedOpen(result, "Open", noteId_, error);
-    } else {
-      note_ = opened;
     }
   });
 }
@@ -183,12 +181,10 @@ KoLNError KoLNDocument::OpenExt(DWORD flags) {
       return;
     }
     closeBefore(note_);
-    NOTEHANDLE opened = NULLHANDLE;
-    const koln::CallResult result = KOLN_STATUS(NSFNoteOpenExt, db_, noteId_, flags, &opened);
+    const koln::CallResult result = KOLN_STATUS(NSFNoteOpenExt, db_, noteId_, flags, &note_);
     if (result.failed()) [[unlikely]] {
+      note_ = NULLHANDLE;  // What a failed call leaves there is none.
       tellFailedOpen(result, "OpenExt", noteId_, error);
-    } else {
-      note_ = opened;
     }
   });
 }
@@ -199,11 +195,12 @@ KoLNError KoLNDocument::OpenByUNID(WORD flags) {
       return;
     }
     closeBefore(note_);
-    NOTEHANDLE opened = NULLHANDLE;
-    const koln::CallResult result = KOLN_STATUS(NSFNoteOpenByUNID, db_, &unid_, flags, &opened);
+    const koln::CallResult result = KOLN_STATUS(NSFNoteOpenByUNID, db_, &unid_, flags, &note_);
     if (!result.failed()) {
-      note_ = opened;
-    } else if (!recordFailedOpen(result, "OpenByUNID", error)) {
+      return;
+    }
+    note_ = NULLHANDLE;  // What a failed call leaves there is none.
+    if (!recordFailedOpen(result, "OpenByUNID", error)) {
       KOLN_LOG("OpenByUNID", 0,
                "Error: unable to open note: NSFNoteOpenByUNID(...) returned: [%d]. ",
                result.status());
