@@ -82,7 +82,7 @@ class FolderReconstruction {
   }
 
   // 0 for a folder that is not there: its record is read through all the same.
-  NOTEID findFolder(UNIVERSALNOTEID& unid) {
+  NOTEID findFolder(const UNIVERSALNOTEID& unid) {
     NOTEID folder = 0;
     const koln::CallResult found = find(unid, folder);
     if (!found.failed()) {
@@ -137,7 +137,7 @@ class FolderReconstruction {
     }
   }
 
-  koln::CallResult find(UNIVERSALNOTEID& unid, NOTEID& note) const {
+  koln::CallResult find(UNIVERSALNOTEID unid, NOTEID& note) const {
     ORIGINATORID oid;  // These three are asked for and not needed.
     TIMEDATE modified;
     WORD noteClass;

@@ -208,20 +208,20 @@ KoLNError KoLNDocument::OpenByUNID(WORD flags) {
   });
 }
 
-// Records why a note could not be closed. True if its handle is gone all the same.
-[[gnu::cold, gnu::noinline]] static bool recordFailedClose(koln::CallResult closed,
-                                                           KoLNError& error) {
+// Records why a note could not be closed. After a throw its handle is gone all the same.
+[[gnu::cold, gnu::noinline]] static void recordFailedClose(koln::CallResult closed,
+                                                           NOTEHANDLE& note, KoLNError& error) {
   if (closed.threw()) {
+    note = NULLHANDLE;
     error.SetError(noteCallThrew);
     KOLN_LOG("Close", 0,
              "Error: caught an exception of unknown type thrown by Domino API function: "
              "[NSFNoteClose(\t...)].");
-    return true;
+    return;
   }
   closed.record(error);
   // In the words of a failed open, with the status in both places, on purpose.
   logFailedOpen("Close", closed.status(), closed.status());
-  return false;
 }
 
 KoLNError KoLNDocument::Close() {
@@ -230,8 +230,10 @@ KoLNError KoLNDocument::Close() {
       return;
     }
     const koln::CallResult closed = KOLN_STATUS(NSFNoteClose, note_);
-    if (!closed.failed() || recordFailedClose(closed, error)) {
+    if (!closed.failed()) [[likely]] {
       note_ = NULLHANDLE;
+    } else {
+      recordFailedClose(closed, note_, error);
     }
   });
 }

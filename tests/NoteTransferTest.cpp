@@ -1,6 +1,9 @@
 // Notes on their way as DXL: the handles and their properties, and the two streams with real files.
 #include <cstdlib>
+#include <fstream>
 #include <functional>
+#include <iterator>
+#include <string>
 #include <tuple>
 
 #include "NotesDocument.h"
@@ -149,6 +152,24 @@ TEST(DxlStreamTest, AnImportReadsBehindTheHeaderAndNoByteMoreThanThereIs) {
     EXPECT_EQ(log.takeTexts(), test.lines);
   }
   std::fclose(file);
+}
+
+TEST(DxlStreamTest, WhatTheHostWroteInFrontIsNeitherDeliveredNorLost) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.path() + "/staged";
+  const std::string dxl(40000, 'd');
+  writeFile(path, std::string(133, 'h') + dxl);
+  FILE* const file = std::fopen(path.c_str(), "r+b");
+  std::fputs(std::string(133, 'H').c_str(), file);  // The file stands where the DXL begins.
+  NoteImportRecord record = {file, nullptr, static_cast<DWORD>(dxl.size()), 0};
+  std::string out(dxl.size(), '-');
+  EXPECT_EQ(KoLNUtilities::DXLImportStreamFunc(reinterpret_cast<BYTE*>(out.data()), 40000, &record),
+            40000u);
+  std::fclose(file);
+  EXPECT_TRUE(out == dxl);
+  std::ifstream in(path);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}).substr(0, 133),
+            std::string(133, 'H'));
 }
 
 TEST(DxlStreamTest, AnExportGrowsByHalfAndStopsForGoodWhenSomethingIsMissing) {

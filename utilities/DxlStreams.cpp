@@ -39,12 +39,10 @@ bool stopped(const koln::CallResult& call, const char* function, const char* thr
 
 // Where the DXL of a record is, from its position on. Returns how much of `length` could be read.
 DWORD readStaged(const NoteImportRecord& record, BYTE* out, DWORD length) {
-  const off_t place = static_cast<off_t>(record.offset) + stagedHeaderSize;
-  if (record.file == nullptr) {
-    return 0;
-  }
-  // The host may have moved in the file; where it has not, moving would only drop what is read ahead.
-  if (ftello(record.file) != place && fseeko(record.file, place, SEEK_SET) != 0) {
+  // Each time, also where the file stands there already: what the host has written before is flushed
+  // by this, and an end that was met is forgotten.
+  if (record.file == nullptr ||
+      fseeko(record.file, static_cast<off_t>(record.offset) + stagedHeaderSize, SEEK_SET) != 0) {
     return 0;
   }
   return static_cast<DWORD>(std::fread(out, 1, length, record.file));
