@@ -42,6 +42,9 @@ void beOnOnesOwn(bool shareStderr) noexcept {
   const rlimit none = {0, 0};
   setrlimit(RLIMIT_CORE, &none);
   const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+  if (nothing < 0) {
+    _exit(1);  // What a runtime writes is no part of the result.
+  }
   dup2(nothing, STDIN_FILENO);
   dup2(nothing, STDOUT_FILENO);
   if (!shareStderr) {
@@ -78,7 +81,14 @@ class Child {
 
   // Whether it has ended by itself; what it wrote last can then be read.
   bool ended() noexcept {
-    ended_ = ended_ || waitpid(process_, &status_, WNOHANG) == process_;
+    siginfo_t state = {};
+    if (!ended_ &&
+        waitid(P_PID, static_cast<id_t>(process_), &state, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+        state.si_pid == process_) {
+      kill(-process_, SIGKILL);  // What it has started, while the number still is its own.
+      waitpid(process_, &status_, 0);
+      ended_ = true;
+    }
     return ended_;
   }
 
@@ -150,6 +160,7 @@ void endWithParent() noexcept {
 
 ChildAnswer askChild(std::chrono::seconds limit, bool shareStderr,
                      const std::function<void(const Tell&)>& work) {
+  ::signal(SIGCHLD, SIG_DFL);  // Where it is ignored, nobody hears how a child has ended.
   int pipe[2] = {};
   if (pipe2(pipe, O_CLOEXEC) != 0) {
     throw Failure(ExitCode::Failed,

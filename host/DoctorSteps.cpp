@@ -170,6 +170,9 @@ Finding Examination::notesIni() const {
             error == std::errc::permission_denied ? "run koln as root"
                                                   : "put the partition's notes.ini back"};
   }
+  if (access(path.c_str(), R_OK) != 0) {
+    return {Mark::Failed, fmt::format("{}: {}", path, strerror(errno)), "run koln as root"};
+  }
   const std::string named = directoryOfIni(path);
   if (!fs::equivalent(named, data_, error)) {
     return {Mark::Warning, fmt::format("{}: its data directory is '{}'", path, named),

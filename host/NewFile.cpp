@@ -73,7 +73,7 @@ Failure diskFailure(const std::string& path, const char* what, int error) {
   return {denied ? ExitCode::AccessDenied : ExitCode::Failed,
           fmt::format("{} {}: {}; {}", path, what, strerror(error),
                       denied             ? "give the partition's user access to it"
-                      : error == ENOSPC  ? "make room and export the note again"
+                      : error == ENOSPC  ? "make room and try again"
                       : error == ENOENT  ? "check the path"
                       : error == ENOTDIR ? "check the path"
                                          : "check the disk and try again")};

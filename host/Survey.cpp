@@ -147,7 +147,9 @@ Command survey(CLI::App& parent, Options& options) {
       ->type_name("AGE")
       ->capture_default_str();
   command->add_flag("--unread", words->unread, "as if unread notes were archived too");
-  command->add_option("--html", words->page, "write a page for people to FILE")->type_name("FILE");
+  command->add_option("--html", words->page, "write a page for people to FILE")
+      ->type_name("FILE")
+      ->check([](const std::string& file) { return file.empty() ? "FILE is empty" : ""; });
   command->add_flag("--json", options.json, "one JSON object a line");
   return {command, [&options, words] { return run(options, *words); }};
 }

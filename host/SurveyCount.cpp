@@ -18,7 +18,7 @@ namespace host {
 namespace {
 
 // What a stub gets at most: the link, the name of its copy, what is known of its archiving.
-constexpr std::uint64_t stubBytes = 1400;
+constexpr std::int64_t stubBytes = 1400;
 
 constexpr std::array<std::string_view, 3> removedItems = {"Body", "$Seal", "$SealData"};
 
@@ -35,7 +35,7 @@ STATUS onItem(WORD /*unused*/, WORD /*flags*/, char* name, WORD nameLength, void
 
 // A stub keeps the fields. The sizes of attachments are those of the files, which may take less
 // room in the note.
-std::uint64_t freedBy(KoLNDocument& note, const NoteFacts& facts) {
+std::int64_t freedBy(KoLNDocument& note, const NoteFacts& facts) {
   std::uint64_t removed = 0;
   const KoLNError error = note.ScanItems(onItem, &removed);
   if (isError(error)) {
@@ -45,7 +45,7 @@ std::uint64_t freedBy(KoLNDocument& note, const NoteFacts& facts) {
     removed += attachment.size;
   }
   removed = std::min<std::uint64_t>(removed, facts.size);
-  return removed - std::min(removed, stubBytes);
+  return static_cast<std::int64_t>(removed) - stubBytes;
 }
 
 template <std::size_t count>
@@ -76,7 +76,7 @@ class Counter {
       amount = {1, facts.size, 1, facts.size, freedBy(note, facts)};
     }
     sums_.stubs += facts.stub ? 1 : 0;
-    sums_.unread += unread ? 1 : 0;
+    sums_.unread += unread && facts.age > limits_.age ? 1 : 0;
     sums_.all += amount;
     sums_.byAge[classOf(ageClasses, facts.age)] += amount;
     sums_.bySize[classOf(sizeClasses, facts.size)] += amount;

@@ -45,7 +45,11 @@ struct SurveyAmount {
   std::uint64_t bytes = 0;
   std::uint64_t candidates = 0;  ///< Notes among them that may be archived.
   std::uint64_t candidateBytes = 0;
-  std::uint64_t freed = 0;  ///< Bytes that would be gone if all candidates were archived.
+  /// Bytes that would be gone if all candidates were archived. A stub may be larger than a short
+  /// mail: below 0 archiving would cost.
+  std::int64_t freed = 0;
+
+  std::uint64_t gain() const noexcept { return freed > 0 ? static_cast<std::uint64_t>(freed) : 0; }
 
   SurveyAmount& operator+=(const SurveyAmount& other) noexcept;
 };
@@ -56,7 +60,7 @@ struct SurveySums {
   std::array<SurveyAmount, ageClasses.size()> byAge;
   std::array<SurveyAmount, sizeClasses.size()> bySize;
   std::uint64_t stubs = 0;
-  std::uint64_t unread = 0;  ///< Notes that are no candidates for that reason alone.
+  std::uint64_t unread = 0;  ///< Notes older than the limit that are no candidates as unread ones.
   std::uint64_t failed = 0;  ///< Notes that are in none of the numbers.
 
   SurveySums& operator+=(const SurveySums& other) noexcept;

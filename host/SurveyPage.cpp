@@ -91,8 +91,8 @@ std::string chart(const char* title, const std::array<SurveyClass, count>& class
         "<rect class=\"bar goes\" x=\"{6}\" y=\"{7}\" width=\"{9:.1f}\" height=\"20\" rx=\"2\"/>\n"
         "<text class=\"amount\" x=\"{10:.1f}\" y=\"{5}\">{2}</text></g>\n",
         classes[i].name, countedGrouped(amount.notes, "note", "notes"), shortSize(amount.bytes),
-        shortSize(amount.freed), left - 10, y + 21, left, y + 6, whole,
-        partOf(amount.freed, most, longest), left + whole + 8);
+        shortSize(amount.gain()), left - 10, y + 21, left, y + 6, whole,
+        partOf(amount.gain(), most, longest), left + whole + 8);
   }
   return text + "</svg></figure>\n";
 }
@@ -101,14 +101,14 @@ std::string bar(const SurveySums& sums, std::uint64_t most) {
   return fmt::format(
       "<div class=\"track\"><i class=\"bar goes\" style=\"width:{:.2f}%\"></i>"
       "<i class=\"bar stays\" style=\"width:{:.2f}%\"></i></div>",
-      partOf(sums.old.freed, most, 100), partOf(sums.all.bytes - sums.old.freed, most, 100));
+      partOf(sums.old.gain(), most, 100), partOf(sums.all.bytes - sums.old.gain(), most, 100));
 }
 
 std::string row(const std::string& name, const SurveySums& sums, const std::string& drawn) {
   return fmt::format(
       "<tr><td>{}</td><td>{}</td><td>{}</td><td>{}</td><td>{} %</td><td>{}</td></tr>\n", name,
-      grouped(sums.all.notes), shortSize(sums.all.bytes), shortSize(sums.old.freed),
-      percentOf(sums.old.freed, sums.all.bytes), drawn);
+      grouped(sums.all.notes), shortSize(sums.all.bytes), shortSize(sums.old.gain()),
+      percentOf(sums.old.gain(), sums.all.bytes), drawn);
 }
 
 std::string card(const std::string& value, const char* label) {
@@ -139,7 +139,7 @@ SurveyPage::SurveyPage(const std::string& path, std::string place, const SurveyL
 
 void SurveyPage::add(const SurveyedMailbox& mailbox) {
   const auto more = [](const SurveyedMailbox& one, const SurveyedMailbox& other) {
-    return one.sums.old.freed > other.sums.old.freed;
+    return one.sums.old.gain() > other.sums.old.gain();
   };
   largest_.insert(std::upper_bound(largest_.begin(), largest_.end(), mailbox, more), mailbox);
   if (largest_.size() > mostShown) {
@@ -179,7 +179,7 @@ void SurveyPage::write(const SurveyTotal& total) const {
       surveyHeadline(sums, limits_), countedGrouped(total.mailboxes, "mailbox", "mailboxes"),
       escaped(place_), fmt::gmtime(std::time(nullptr)), warning(total));
   body += "<section class=\"cards\">\n" + card(shortSize(sums.all.bytes), "in all notes") +
-          card(shortSize(sums.old.freed), "would be freed") +
+          card(shortSize(sums.old.gain()), "would be freed") +
           card(grouped(sums.old.candidates), "notes would be archived") +
           card(grouped(sums.stubs), "archived before");
   if (!limits_.withUnread) {

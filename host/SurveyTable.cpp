@@ -45,8 +45,8 @@ void addSums(Json& object, const SurveySums& sums, const SurveyLimits& limits) {
 
 std::string row(const std::string& name, const SurveyAmount& all, const SurveyAmount& old) {
   return fmt::format("{}  {:>9}  {:>10}  {:>9}  {:>10}  {:>3} %\n", cell(name, nameWidth, false),
-                     all.notes, shortSize(all.bytes), old.candidates, shortSize(old.freed),
-                     percentOf(old.freed, all.bytes));
+                     all.notes, shortSize(all.bytes), old.candidates, shortSize(old.gain()),
+                     percentOf(old.gain(), all.bytes));
 }
 
 std::string heading(const char* name) {
@@ -103,8 +103,8 @@ void SurveyTable::end(const SurveyTotal& total) {
 
 std::string surveyHeadline(const SurveySums& sums, const SurveyLimits& limits) {
   return fmt::format("Archiving what is older than {} would free {} of {} ({} %)",
-                     readableAge(limits.olderThan), shortSize(sums.old.freed),
-                     shortSize(sums.all.bytes), percentOf(sums.old.freed, sums.all.bytes));
+                     readableAge(limits.olderThan), shortSize(sums.old.gain()),
+                     shortSize(sums.all.bytes), percentOf(sums.old.gain(), sums.all.bytes));
 }
 
 std::string readableAge(const std::string& age) {
