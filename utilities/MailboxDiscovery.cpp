@@ -79,8 +79,8 @@ bool readMailFile(void* match, FileName& name, koln::CallResult& located) {
 }
 
 // Item 1 of one match, "FullName" or "Department", as the directory has it. Empty, with a line of
-// the caller's wording, if it cannot be read. `text` comes zeroed, anew for each match: nothing of an
-// earlier entry is left in it.
+// the caller's wording, if it cannot be read. `text` comes zeroed, anew for each match: nothing of
+// an earlier entry is left in it.
 bool readSecondItem(void* match, DirectoryText& text) {
   const koln::CallResult read =
       KOLN_STATUS(NAMEGetTextItem2, match, WORD{1}, WORD{0}, text.data(), text.capacity());
