@@ -29,8 +29,8 @@ constexpr std::uint64_t surveyDay = std::uint64_t{24} * 60 * 60;
 constexpr std::array<SurveyClass, 6> ageClasses = {{{"up to 30 days", 30 * surveyDay},
                                                     {"30 to 90 days", 90 * surveyDay},
                                                     {"90 days to 1 year", 365 * surveyDay},
-                                                    {"1 to 2 years", 2 * 365 * surveyDay},
-                                                    {"2 to 5 years", 5 * 365 * surveyDay},
+                                                    {"1 to 2 years", 730 * surveyDay},
+                                                    {"2 to 5 years", 1825 * surveyDay},
                                                     {"over 5 years", noLimit}}};
 
 /// Limits in bytes.
