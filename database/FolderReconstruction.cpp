@@ -185,13 +185,13 @@ KoLNError KoLNDatabase::PutNotesInFolders(char* buffer, DWORD size, const char* 
     // (The published list calls this type by another name.)
     WORD itemSize = 0;
     const koln::CallResult asked = KOLN_INTO(itemSize, ODSLength, ODS_UNIVERSALNOTEID);
-    if (asked.failed()) {
-      asked.record(error);
-    } else if (itemSize < sizeof(UNIVERSALNOTEID)) {
-      error.SetCustomMessage("Notes gives %u bytes as the size of an item in a folder record.",
-                             static_cast<unsigned>(itemSize));
-    }
-    if (error.IsErrorSet()) {
+    if (asked.failed() || itemSize < sizeof(UNIVERSALNOTEID)) {
+      if (asked.failed()) {
+        asked.record(error);
+      } else {
+        error.SetCustomMessage("Notes gives %u bytes as the size of an item in a folder record.",
+                               static_cast<unsigned>(itemSize));
+      }
       KOLN_LOG(function, 0, "%s", error.GetMessage().c_str());
       return;
     }
