@@ -238,7 +238,7 @@ class FolderFilter {
 
   // Deletes what is not wanted from the table of notes. False if that failed.
   bool narrow(FilterMode mode, DHANDLE workingCopy, KoLNError& error) {
-    const BOOL kept = mode == Include ? TRUE : FALSE;
+    const bool kept = mode == Include;
     koln::TableScan scan(workingCopy);
     while (!quit_.requested() && scan.next(error)) {
       const NOTEID id = scan.id();
@@ -249,7 +249,7 @@ class FolderFilter {
         KOLN_LOG(function, 0, "Error: unable to filter by folders: %s", error.GetMessage().c_str());
         return false;
       }
-      if ((present != FALSE ? TRUE : FALSE) == kept) {
+      if ((present != FALSE) == kept) {
         continue;
       }
       const koln::CallResult deleted = KOLN_STATUS(IDDelete, notes_, id, nullptr);
